@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Set-up, build and every test. With --sanitize: the same under AddressSanitizer and
+# UndefinedBehaviorSanitizer, in a build directory of its own.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+build_dir=build
+cmake_args=(-DVORN_WERROR=ON)
+for arg in "$@"; do
+  case "$arg" in
+    --sanitize) build_dir=build-sanitize; cmake_args+=(-DVORN_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug) ;;
+    *) echo "usage: scripts/test.sh [--sanitize]" >&2; exit 2 ;;
+  esac
+done
+
+scripts/setup.sh
+cmake -S . -B "$build_dir" -G Ninja "${cmake_args[@]}" >/dev/null
+cmake --build "$build_dir" -j "$(nproc)"
+
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+cd "$build_dir"
+ctest --output-on-failure -j "$(nproc)"

@@ -1,0 +1,89 @@
+#include "compiler/mod_compiler.h"
+
+#include "back12/mod_back12.h"
+#include "bovl/mod_bin_file.h"
+#include "flat12/mod_flat12.h"
+#include "front12/mod_front12.h"
+#include "gen_cg/mod_gen_cg.h"
+#include "gen_fx/mod_gen_fx.h"
+#include "gen_gl/mod_gen_gl.h"
+#include "gen_swrc/mod_gen_swrc.h"
+#include "syntax_tree/mod_syntax_tree.h"
+#include "trans12/mod_trans12.h"
+
+namespace QZ {
+namespace COMPILER {
+
+Mod_compiler* mod_compiler = nullptr;
+
+SYNTAX_TREE::Compilation_unit* Mod_compiler::compile_file(const char* path, SYNTAX_TREE::Error_list* errors)
+{
+    char* text = FRONT12::mod_front12->read_source_file(path);
+    if (!text) {
+        if (errors) {
+            SYNTAX_TREE::Error_record record;
+            record.number = SYNTAX_TREE::DIAG_UNABLE_TO_OPEN_FILE;
+            record.text = path ? path : "";
+            errors->push_back(record);
+        }
+        return nullptr;
+    }
+    SYNTAX_TREE::St_node* tree = FRONT12::mod_front12->parse(text, path, errors);
+    delete[] text;
+    return tree ? TRANS12::mod_trans12->translate(tree, nullptr, nullptr) : nullptr;
+}
+
+SYNTAX_TREE::Compilation_unit* Mod_compiler::compile_text(const char* file_name, const char* text,
+                                                          SYNTAX_TREE::Error_list* errors)
+{
+    if (!text)
+        return nullptr;
+    SYNTAX_TREE::St_node* tree = FRONT12::mod_front12->parse(text, file_name, errors);
+    return tree ? TRANS12::mod_trans12->translate(tree, nullptr, nullptr) : nullptr;
+}
+
+BACK12::Generated_shader* Mod_compiler::generate_shader(SYNTAX_TREE::Compilation_unit*, const char*,
+                                                        const Compile_options&)
+{
+    // Generators arrive with the back ends; until then no target exists.
+    return nullptr;
+}
+
+void start()
+{
+    if (!mod_compiler)
+        mod_compiler = new Mod_compiler;
+    BOVL::start();
+    BACK12::start();
+    FLAT12::start();
+    FRONT12::start();
+    GEN_CG::start();
+    SYNTAX_TREE::start();
+    TRANS12::start();
+    GEN_SWRC::start();
+    GEN_FX::start();
+    GEN_GL::start();
+    mod_compiler->state = SYSTEM::MODULE_RUNNING;
+}
+
+void stop()
+{
+    if (!mod_compiler)
+        return;
+    // CB12 goes first: it holds adapters over plug-ins of the generator modules.
+    BACK12::stop();
+    FLAT12::stop();
+    FRONT12::stop();
+    GEN_CG::stop();
+    SYNTAX_TREE::stop();
+    TRANS12::stop();
+    GEN_SWRC::stop();
+    GEN_FX::stop();
+    GEN_GL::stop();
+    BOVL::stop();
+    delete mod_compiler;
+    mod_compiler = nullptr;
+}
+
+}  // namespace COMPILER
+}  // namespace QZ

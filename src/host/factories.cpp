@@ -1,0 +1,22 @@
+#include "front12/mod_front12.h"
+#include "host/vorn_impl.h"
+
+namespace QZ {
+namespace HOST {
+
+vorn::Interface* make_compiler_interface()
+{
+    if (!FRONT12::mod_front12 || !FRONT12::mod_front12->has_parser())
+        return nullptr;
+    // The compiler interface arrives with the compiler facade.
+    return nullptr;
+}
+
+vorn::Interface* make_graph_interface()
+{
+    // The graph interface arrives with the graph facade.
+    return nullptr;
+}
+
+}  // namespace HOST
+}  // namespace QZ

@@ -1,0 +1,24 @@
+// Site set-up: the default search paths and the installation root.
+#pragma once
+
+#include <string>
+
+#include "system/module.h"
+
+namespace QZ {
+namespace SYSTEM {
+
+class Mod_site : public Module {
+public:
+    Mod_site();
+
+    const std::string& root() const { return root_; }
+
+private:
+    std::string root_;
+};
+
+extern Mod_site* mod_site;
+
+}  // namespace SYSTEM
+}  // namespace QZ

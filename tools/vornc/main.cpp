@@ -1,0 +1,159 @@
+// vornc: the command-line compiler. It sees only the public header, as any host does.
+#include <dlfcn.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "vorn/vorn.h"
+
+namespace {
+
+const char* const usage_text =
+    "usage: vornc [--path LIST] COMMAND [ARGS]\n"
+    "\n"
+    "Commands:\n"
+    "  paths             print the shader search path, one directory per line\n"
+    "\n"
+    "Options:\n"
+    "  --path LIST       shader search path, directories separated by ';'\n"
+    "  --help            print this text\n"
+    "  --version         print the version of vornc and of the library's interface\n";
+
+struct Arguments {
+    std::string path;
+    bool path_given = false;
+    std::string command;
+    std::vector<std::string> rest;
+};
+
+// The directory that holds the library, where its data files are shipped.
+std::string library_directory()
+{
+    Dl_info info;
+    if (dladdr(reinterpret_cast<void*>(&initialize_vorn), &info) == 0 || !info.dli_fname)
+        return ".";
+    std::string file = info.dli_fname;
+    size_t slash = file.rfind('/');
+    return slash == std::string::npos ? "." : file.substr(0, slash);
+}
+
+std::string default_shader_path()
+{
+    return ".;${@QZ_FILE_PATH};./shaders;" + library_directory() + "/shaders";
+}
+
+// Environment substitution for display: ${NAME}, ${@NAME} and $NAME; unset optional names vanish.
+std::string expand(const std::string& text)
+{
+    std::string out;
+    for (size_t i = 0; i < text.size();) {
+        if (text[i] != '$') {
+            out += text[i++];
+            continue;
+        }
+        size_t j = i + 1;
+        bool braced = j < text.size() && text[j] == '{';
+        if (braced)
+            ++j;
+        if (j < text.size() && text[j] == '@')
+            ++j;
+        size_t end = j;
+        while (end < text.size() && (std::isalnum(static_cast<unsigned char>(text[end])) || text[end] == '_'))
+            ++end;
+        std::string name = text.substr(j, end - j);
+        if (braced && end < text.size() && text[end] == '}')
+            ++end;
+        const char* value = name.empty() ? nullptr : std::getenv(name.c_str());
+        if (value)
+            out += value;
+        i = end > i + 1 ? end : i + 1;
+    }
+    return out;
+}
+
+bool is_directory(const std::string& path)
+{
+    struct stat info;
+    return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+int command_paths(const Arguments& arguments)
+{
+    std::string list = arguments.path_given ? arguments.path : default_shader_path();
+    size_t start = 0;
+    while (start <= list.size()) {
+        size_t end = list.find(';', start);
+        if (end == std::string::npos)
+            end = list.size();
+        std::string entry = expand(list.substr(start, end - start));
+        if (!entry.empty())
+            std::printf("%s%s\n", entry.c_str(), is_directory(entry) ? "" : " (missing)");
+        start = end + 1;
+    }
+    return 0;
+}
+
+int parse_arguments(int argc, char** argv, Arguments& arguments)
+{
+    for (int i = 1; i < argc; ++i) {
+        std::string word = argv[i];
+        if (word == "--help" || word == "-h") {
+            std::fputs(usage_text, stdout);
+            return 0;
+        }
+        if (word == "--version") {
+            std::printf("vornc %s\n", VORN_VERSION_TEXT);
+            return 0;
+        }
+        if (word == "--path") {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "vornc: --path needs a list of directories\n");
+                return 2;
+            }
+            arguments.path = argv[++i];
+            arguments.path_given = true;
+            continue;
+        }
+        if (arguments.command.empty() && word.size() > 0 && word[0] != '-')
+            arguments.command = word;
+        else
+            arguments.rest.push_back(word);
+    }
+    return -1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    Arguments arguments;
+    int early = parse_arguments(argc, argv, arguments);
+    if (early >= 0)
+        return early;
+    if (arguments.command.empty()) {
+        std::fputs(usage_text, stderr);
+        return 2;
+    }
+
+    vorn::IVorn* root = initialize_vorn();
+    if (!root) {
+        std::fprintf(stderr, "vornc: the library did not start\n");
+        return 1;
+    }
+    root->set_shader_path(arguments.path_given ? arguments.path.c_str() : default_shader_path().c_str());
+
+    int status;
+    if (arguments.command == "paths") {
+        status = command_paths(arguments);
+    } else {
+        std::fprintf(stderr, "vornc: unknown command '%s'\n", arguments.command.c_str());
+        std::fputs(usage_text, stderr);
+        status = 2;
+    }
+    root->release();
+    return status;
+}
