@@ -236,17 +236,31 @@ void Mod_log_impl::assertion(int32_t module, const char* expression, const char*
         std::abort();
 }
 
-void Mod_log_impl::set_severity_limit(uint32_t mask) { severity_limit_ = mask; }
+void Mod_log_impl::set_severity_limit(uint32_t mask)
+{
+    if (!configured_)
+        configure();
+    severity_limit_ = mask;
+}
 
-uint32_t Mod_log_impl::get_severity_limit() { return severity_limit_; }
+uint32_t Mod_log_impl::get_severity_limit()
+{
+    if (!configured_)
+        configure();
+    return severity_limit_;
+}
 
 uint32_t Mod_log_impl::get_category_limit(int32_t category)
 {
+    if (!configured_)
+        configure();
     return category >= 0 && category < CATEGORY_COUNT ? category_limits_[category] : 0;
 }
 
 void Mod_log_impl::set_category_limit(int32_t category, uint32_t mask)
 {
+    if (!configured_)
+        configure();
     if (category == ALL_CATEGORIES) {
         for (uint32_t& limit : category_limits_)
             limit = mask;
@@ -258,20 +272,34 @@ void Mod_log_impl::set_category_limit(int32_t category, uint32_t mask)
     severity_limit_ |= mask;
 }
 
-bool Mod_log_impl::get_prefix(uint32_t bits) { return (prefix_bits_ & bits) != 0; }
+bool Mod_log_impl::get_prefix(uint32_t bits)
+{
+    if (!configured_)
+        configure();
+    return (prefix_bits_ & bits) != 0;
+}
 
 void Mod_log_impl::set_prefix(uint32_t bits, uint8_t on)
 {
+    if (!configured_)
+        configure();
     if (on)
         prefix_bits_ |= bits;
     else
         prefix_bits_ &= ~bits;
 }
 
-void Mod_log_impl::set_host_number(uint32_t number) { host_number_ = number; }
+void Mod_log_impl::set_host_number(uint32_t number)
+{
+    if (!configured_)
+        configure();
+    host_number_ = number;
+}
 
 void Mod_log_impl::add_target(Log_target* target)
 {
+    if (!configured_)
+        configure();
     if (!target)
         return;
     std::lock_guard<std::recursive_mutex> guard(lock_);
@@ -280,6 +308,8 @@ void Mod_log_impl::add_target(Log_target* target)
 
 void Mod_log_impl::remove_target(Log_target* target)
 {
+    if (!configured_)
+        configure();
     std::lock_guard<std::recursive_mutex> guard(lock_);
     for (auto it = extra_targets_.begin(); it != extra_targets_.end(); ++it) {
         if (*it == target) {
@@ -410,6 +440,8 @@ bool Mod_log_impl::default_delivery(int32_t module, int32_t category, int32_t co
 void Mod_log_impl::deliver(int32_t module, int32_t category, int32_t code, int32_t severity, const char* prefix,
                            const char* line, bool handled)
 {
+    if (!configured_)
+        configure();
     if (severity == SEV_FATAL) {
         if (!override_target_ || !override_target_->message(module, category, code, severity, prefix, line, handled))
             default_delivery(module, category, code, severity, prefix, line, handled);
