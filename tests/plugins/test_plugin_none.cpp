@@ -1,0 +1,2 @@
+// A library without the "initializer" entry point.
+extern "C" int some_other_symbol() { return 7; }
