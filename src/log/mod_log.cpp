@@ -7,6 +7,7 @@
 #include <string>
 
 #include "system/mod_conf.h"
+#include "system/growth.h"
 #include "system/mod_hal.h"
 #include "system/mod_mem.h"
 
@@ -303,6 +304,7 @@ void Mod_log_impl::add_target(Log_target* target)
     if (!target)
         return;
     std::lock_guard<std::recursive_mutex> guard(lock_);
+    SYSTEM::reserve_for_one_more(extra_targets_);
     extra_targets_.push_back(target);
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "log/mod_log.h"
+#include "system/growth.h"
 #include "system/mod_hal.h"
 
 namespace QZ {
@@ -51,13 +52,16 @@ bool Mod_plug_impl::load_library(const char* path)
         return false;
     }
     auto* library = new Loaded_library(path, handle);
+    SYSTEM::reserve_for_one_more(libraries_);
     libraries_.push_back(library);
     for (uint32_t index = 0;; ++index) {
         Plugin* plugin = initializer(index, &context_);
         if (!plugin)
             break;
         auto* record = new Loaded_plugin(plugin, library);
+        SYSTEM::reserve_for_one_more(plugins_);
         plugins_.push_back(record);
+        SYSTEM::reserve_for_one_more(library->plugins);
         library->plugins.push_back(record);
         const char* type = plugin->get_type();
         const char* name = plugin->get_name();
@@ -142,6 +146,7 @@ void Mod_plug_impl::add_listener(Plugin_listener* listener)
     if (!listener)
         return;
     std::lock_guard<std::recursive_mutex> guard(lock_);
+    SYSTEM::reserve_for_one_more(listeners_);
     listeners_.push_back(listener);
 }
 

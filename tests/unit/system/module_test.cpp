@@ -4,6 +4,7 @@
 
 #include "compiler/mod_compiler.h"
 #include "log/mod_log.h"
+#include "system/growth.h"
 #include "system/mod_math.h"
 #include "system/mod_mem.h"
 #include "system/mod_string.h"
@@ -134,4 +135,21 @@ TEST(Text_hash_table, grows_past_its_buckets_and_keeps_every_entry)
     table.insert("name6") = -1;
     EXPECT_EQ(*copy.find("name6"), 6);
     EXPECT_EQ(text_hash("ab"), uint32_t('a') * 5 + 'b');
+}
+
+TEST(Vector_growth, three_halves_and_at_least_one_more)
+{
+    EXPECT_EQ(grown_capacity(0, 1), 1u);
+    EXPECT_EQ(grown_capacity(1, 2), 2u);
+    EXPECT_EQ(grown_capacity(2, 3), 3u);
+    EXPECT_EQ(grown_capacity(10, 11), 15u);
+    std::vector<int> values;
+    std::vector<size_t> capacities;
+    for (int i = 0; i < 20; ++i) {
+        reserve_for_one_more(values);
+        values.push_back(i);
+        if (capacities.empty() || capacities.back() != values.capacity())
+            capacities.push_back(values.capacity());
+    }
+    EXPECT_EQ(capacities, (std::vector<size_t>{1, 2, 3, 4, 6, 9, 13, 19, 28}));
 }
