@@ -62,6 +62,123 @@ protected:
     ~IVorn() = default;
 };
 
+class IVorn_compiler;
+class ICompiler_options;
+class ICompiler_errors;
+class ICompilation_unit;
+class IGenerated_shader;
+class ILog;
+class IType;
+class ISyntax_tree;
+class IGraph_node_class;
+class IVelar_node_class;
+class IGraph_node;
+class IGraph_library;
+
+/* Options handed to a code generator, as key and value texts. The keys "shader_type" (values
+ * "surface", "light", "environment", "volume"), "shader_name" and "primary_output" are kept apart;
+ * every other key is passed on as it is. */
+class ICompiler_options : public Interface {
+public:
+    /* A null or empty value removes the key. */
+    virtual void set_option(const char* key, const char* value) = 0;
+    /* The value, owned by the object, or null. */
+    virtual const char* get_option(const char* key) = 0;
+    /* True if the option is set and equal byte for byte. */
+    virtual bool option_equals(const char* key, const char* value) = 0;
+
+protected:
+    ~ICompiler_options() = default;
+};
+
+/* Diagnostics of a compile, as lists of records each under the name of its file. Indexes run over
+ * all lists in order; an index past the end reads as a record of number 0 at position -1. */
+class ICompiler_errors : public Interface {
+public:
+    virtual uint32_t get_count() = 0;
+    virtual uint32_t get_error_number(uint32_t index) = 0;
+    virtual int32_t get_line(uint32_t index) = 0;
+    virtual int32_t get_column(uint32_t index) = 0;
+    virtual int32_t get_extra_position(uint32_t index) = 0;
+    /* Length of the message without its terminating zero. */
+    virtual uint32_t get_message_length(uint32_t index) = 0;
+    /* Copies at most size bytes of the message and always ends the buffer with a zero byte. */
+    virtual void get_message(uint32_t index, char* buffer, uint32_t size) = 0;
+
+protected:
+    ~ICompiler_errors() = default;
+};
+
+/* Text generated for one target. Sizes include the terminating zero byte. */
+class IGenerated_shader : public Interface {
+public:
+    virtual const char* get_target() = 0;
+    virtual uint32_t get_program_count() = 0;
+    virtual const char* get_entry_name(uint32_t index) = 0;
+    virtual uint32_t get_program_size(uint32_t index) = 0;
+    /* Copies at most size bytes; an index out of range copies the empty text. */
+    virtual void copy_program(uint32_t index, char* buffer, uint32_t size) = 0;
+
+protected:
+    ~IGenerated_shader() = default;
+};
+
+/* A checked compilation unit. */
+class ICompilation_unit : public Interface {
+public:
+    /* Text for a target ("FX", "GL", "Cg", "Swrc" or one added by a plug-in), or null. */
+    virtual IGenerated_shader* generate(const char* target, ICompiler_options* options) = 0;
+    virtual uint32_t get_import_count() = 0;
+    virtual const char* get_import_name(uint32_t index) = 0;
+    virtual ICompilation_unit* get_import_unit(uint32_t index) = 0;
+    virtual uint32_t get_type_count() = 0;
+    virtual const char* get_type_name(int32_t index) = 0;
+    virtual IType* get_type(int32_t index) = 0;
+    virtual uint32_t get_function_count() = 0;
+    virtual ISyntax_tree* get_function(uint32_t index) = 0;
+    virtual uint32_t get_shader_count() = 0;
+    virtual const char* get_shader_name(uint32_t index) = 0;
+    virtual ISyntax_tree* get_shader(uint32_t index) = 0;
+    virtual IVelar_node_class* get_node_class(const char* shader_name) = 0;
+    virtual ISyntax_tree* create_tree_node(int32_t kind) = 0;
+    virtual void load_binary(const char* file_name) = 0;
+    virtual void save_binary(const char* file_name) = 0;
+    virtual void resolve() = 0;
+
+protected:
+    ~ICompilation_unit() = default;
+};
+
+/* The host's door to compilation. */
+class IVorn_compiler : public Interface {
+public:
+    virtual ICompiler_options* create_options() = 0;
+    virtual ICompiler_errors* create_errors() = 0;
+    /* Null on any error; the reasons are in errors when given. */
+    virtual ICompilation_unit* compile_file(const char* file_name, ICompiler_errors* errors) = 0;
+    virtual ICompilation_unit* compile_source(const char* source, ICompiler_errors* errors) = 0;
+    virtual ICompilation_unit* compile_node_class(IGraph_node_class* node_class) = 0;
+    virtual ICompilation_unit* compile_graph(IGraph_node* node, ICompiler_errors* errors,
+                                             ICompiler_options* options) = 0;
+    virtual ICompilation_unit* compile_for_render(IGraph_library* library, ICompiler_errors* errors,
+                                                  ICompiler_options* options) = 0;
+    virtual ICompilation_unit* create_compilation_unit() = 0;
+
+protected:
+    ~IVorn_compiler() = default;
+};
+
+/* Messages into the library's log, as the compiler's own. */
+class ILog : public Interface {
+public:
+    virtual void info(const char* format, ...) = 0;
+    virtual void warning(const char* format, ...) = 0;
+    virtual void error(const char* format, ...) = 0;
+
+protected:
+    ~ILog() = default;
+};
+
 }  // namespace vorn
 
 extern "C" {

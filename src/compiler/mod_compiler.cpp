@@ -16,8 +16,20 @@ namespace COMPILER {
 
 Mod_compiler* mod_compiler = nullptr;
 
+namespace {
+
+// Imported files are compiled once per outermost compile.
+class Compile_scope {
+public:
+    Compile_scope() { FRONT12::mod_front12->begin_compile(); }
+    ~Compile_scope() { FRONT12::mod_front12->end_compile(); }
+};
+
+}  // namespace
+
 SYNTAX_TREE::Compilation_unit* Mod_compiler::compile_file(const char* path, SYNTAX_TREE::Error_list* errors)
 {
+    Compile_scope scope;
     char* text = FRONT12::mod_front12->read_source_file(path);
     if (!text) {
         if (errors) {
@@ -38,6 +50,7 @@ SYNTAX_TREE::Compilation_unit* Mod_compiler::compile_text(const char* file_name,
 {
     if (!text)
         return nullptr;
+    Compile_scope scope;
     SYNTAX_TREE::St_node* tree = FRONT12::mod_front12->parse(text, file_name, errors);
     return tree ? TRANS12::mod_trans12->translate(tree, nullptr, nullptr) : nullptr;
 }

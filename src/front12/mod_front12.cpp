@@ -3,13 +3,50 @@
 #include <cstdio>
 #include <string>
 
+#include "front12/ovrel_parser.h"
+#include "front12/prelude.h"
 #include "log/mod_log.h"
+#include "syntax_tree/builtins.h"
+#include "syntax_tree/st_node.h"
+#include "system/mod_hal.h"
 #include "system/mod_string.h"
 
 namespace QZ {
 namespace FRONT12 {
 
 Mod_front12* mod_front12 = nullptr;
+
+namespace {
+
+bool read_whole_file(const std::string& path, std::string& text)
+{
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file)
+        return false;
+    text.clear();
+    char chunk[65536];
+    size_t got;
+    while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0)
+        text.append(chunk, got);
+    bool failed = std::ferror(file) != 0;
+    std::fclose(file);
+    return !failed;
+}
+
+std::string directory_of(const std::string& path)
+{
+    size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+void log_unreadable(const char* path)
+{
+    LOG::mod_log->error(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "Unable to open source file: %s", path);
+}
+
+}  // namespace
+
+Mod_front12::Mod_front12() : Module(SYSTEM::MODULE_CF12, "CF12") {}
 
 Mod_front12::~Mod_front12() = default;
 
@@ -18,20 +55,9 @@ char* Mod_front12::read_source_file(const char* path)
     if (!path)
         return nullptr;
     std::string found = SYSTEM::mod_string->resolve_file("shader", path);
-    std::FILE* file = found.empty() ? nullptr : std::fopen(found.c_str(), "rb");
-    if (!file) {
-        LOG::mod_log->error(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "Unable to open source file: %s", path);
-        return nullptr;
-    }
     std::string text;
-    char chunk[65536];
-    size_t got;
-    while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0)
-        text.append(chunk, got);
-    bool failed = std::ferror(file) != 0;
-    std::fclose(file);
-    if (failed) {
-        LOG::mod_log->error(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "Unable to open source file: %s", path);
+    if (found.empty() || !read_whole_file(found, text)) {
+        log_unreadable(path);
         return nullptr;
     }
     char* block = new char[text.size() + 1];
@@ -40,10 +66,72 @@ char* Mod_front12::read_source_file(const char* path)
     return block;
 }
 
-SYNTAX_TREE::St_node* Mod_front12::parse(const char*, const char*, SYNTAX_TREE::Error_list*)
+bool Mod_front12::read_file(const std::string& name, const std::string& relative_to, std::string& text,
+                            std::string& found)
 {
-    // The parser arrives with the front end; until then no text yields a tree.
-    return nullptr;
+    // Next to the file that names it first, then through the search path.
+    std::string directory = directory_of(relative_to);
+    if (!directory.empty() && !SYSTEM::is_absolute_path(name.c_str())) {
+        std::string beside = directory + "/" + name;
+        if (SYSTEM::mod_hal->file_exists(beside.c_str()) && read_whole_file(beside, text)) {
+            found = beside;
+            return true;
+        }
+    }
+    found = SYSTEM::mod_string->resolve_file("shader", name.c_str());
+    if (found.empty() || !read_whole_file(found, text)) {
+        log_unreadable(name.c_str());
+        return false;
+    }
+    return true;
+}
+
+SYNTAX_TREE::St_node* Mod_front12::parse(const char* text, const char* file_name, SYNTAX_TREE::Error_list* errors)
+{
+    prelude();
+    return parser_.parse(text, file_name, errors, nullptr);
+}
+
+SYNTAX_TREE::St_node* Mod_front12::parse_expression(const std::string& text, SYNTAX_TREE::Error_list& errors)
+{
+    return FRONT12::parse_expression(text, errors);
+}
+
+const SYNTAX_TREE::St_node* Mod_front12::prelude()
+{
+    std::lock_guard<std::mutex> guard(prelude_lock_);
+    if (!prelude_loaded_)
+        load_prelude();
+    return prelude_.get();
+}
+
+const Macro_table& Mod_front12::prelude_macros()
+{
+    prelude();
+    return prelude_macros_;
+}
+
+void Mod_front12::load_prelude()
+{
+    prelude_loaded_ = true;
+    if (!prelude_text) {
+        LOG::mod_log->error(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "Could not read stdlib.ovl");
+        return;
+    }
+    ++prelude_parse_count_;
+    SYNTAX_TREE::Error_list errors;
+    prelude_.reset(parser_.parse(prelude_text, prelude_file_name, &errors, &prelude_macros_));
+    if (!prelude_) {
+        LOG::mod_log->error(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "Could not read stdlib.ovl");
+        return;
+    }
+    SYNTAX_TREE::append_builtin_declarations(prelude_.get());
+}
+
+void Mod_front12::end_compile()
+{
+    if (compile_depth_ > 0 && --compile_depth_ == 0)
+        imports_.clear();
 }
 
 void start()

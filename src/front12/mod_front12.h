@@ -1,30 +1,75 @@
-// The parser entry: reads source files and turns text into a parse tree.
+// The parser entry: reads source files, turns text into a parse tree, holds the prelude.
 #pragma once
 
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "front12/parser_plugin.h"
 #include "syntax_tree/error_record.h"
 #include "system/module.h"
 
 namespace QZ {
 namespace SYNTAX_TREE {
 class St_node;
+class Compilation_unit;
 }
 
 namespace FRONT12 {
 
 class Mod_front12 : public SYSTEM::Module {
 public:
-    Mod_front12() : Module(SYSTEM::MODULE_CF12, "CF12") {}
+    Mod_front12();
     ~Mod_front12() override;
 
     // Finds path through the "shader" search path set and returns its whole text with a
     // terminating zero byte, owned by the caller (free with delete[]); null if it cannot be read.
     char* read_source_file(const char* path);
 
-    // Runs the parser over text. Appends syntax errors to errors when given. Returns the
-    // DECLARATION_LIST owned by the caller, or null.
+    // The text of a file found next to relative_to (when given) or through the "shader" search
+    // path, with the path it was found at; false when it cannot be read (and logged).
+    bool read_file(const std::string& name, const std::string& relative_to, std::string& text, std::string& found);
+
+    // Runs the parser over text with the prelude's macros defined. Appends errors to errors
+    // when given. Returns the DECLARATION_LIST owned by the caller, or null after any error.
     SYNTAX_TREE::St_node* parse(const char* text, const char* file_name, SYNTAX_TREE::Error_list* errors);
 
+    // One expression, as #if lines use it.
+    SYNTAX_TREE::St_node* parse_expression(const std::string& text, SYNTAX_TREE::Error_list& errors);
+
     bool has_parser() const { return true; }
+    Parser12_plugin& parser() { return parser_; }
+
+    // The prelude's DECLARATION_LIST with the built-in declarations appended; loaded at first
+    // need, then shared read-only by every unit's passes. Null if it could not be loaded.
+    const SYNTAX_TREE::St_node* prelude();
+    const Macro_table& prelude_macros();
+    // How often the prelude text has been parsed in this process.
+    int prelude_parse_count() const { return prelude_parse_count_; }
+
+    // The unit of an imported file, compiled once per outermost compile and shared between the
+    // units that import it. Null when the file cannot be read or parsed, or imports itself.
+    std::shared_ptr<SYNTAX_TREE::Compilation_unit> import_unit(const std::string& name,
+                                                               const std::string& importing_file);
+
+    // A compile opens a scope for the import cache; the outermost one clears it at its end.
+    void begin_compile() { ++compile_depth_; }
+    void end_compile();
+
+private:
+    void load_prelude();
+
+    Parser_ovrel_12 parser_;
+    std::mutex prelude_lock_;
+    bool prelude_loaded_ = false;
+    std::unique_ptr<SYNTAX_TREE::St_node> prelude_;
+    Macro_table prelude_macros_{100};
+    int prelude_parse_count_ = 0;
+
+    int compile_depth_ = 0;
+    // Null while the import is being compiled, so that a cycle ends.
+    std::map<std::string, std::shared_ptr<SYNTAX_TREE::Compilation_unit>> imports_;
 };
 
 extern Mod_front12* mod_front12;

@@ -145,6 +145,11 @@ struct Token {
     std::string_view text;
 };
 
+// The name of a token type for messages and tests: the word or symbol for keywords and
+// punctuation ("Int", "::"), the token's name otherwise ("IDENTIFIER", "DOT"); "<invalid>" for
+// numbers that name no token.
+const char* token_type_name(int32_t type);
+
 // Anything the parser can pull tokens from: the lexer, the preprocessor, a macro body.
 class Token_stream {
 public:

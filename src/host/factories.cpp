@@ -1,4 +1,5 @@
 #include "front12/mod_front12.h"
+#include "host/compiler_facade.h"
 #include "host/vorn_impl.h"
 
 namespace QZ {
@@ -8,8 +9,7 @@ vorn::Interface* make_compiler_interface()
 {
     if (!FRONT12::mod_front12 || !FRONT12::mod_front12->has_parser())
         return nullptr;
-    // The compiler interface arrives with the compiler facade.
-    return nullptr;
+    return new Vorn_compiler_impl;
 }
 
 vorn::Interface* make_graph_interface()

@@ -16,6 +16,8 @@ const char* const usage_text =
     "usage: vornc [--path LIST] COMMAND [ARGS]\n"
     "\n"
     "Commands:\n"
+    "  check FILE...     compile each file and print its diagnostics on standard error;\n"
+    "                    exit status 1 if any file has one\n"
     "  paths             print the shader search path, one directory per line\n"
     "\n"
     "Options:\n"
@@ -97,6 +99,51 @@ int command_paths(const Arguments& arguments)
     return 0;
 }
 
+// Prints every diagnostic the collector holds, one per line; returns how many there were.
+uint32_t print_diagnostics(vorn::ICompiler_errors* errors)
+{
+    uint32_t count = errors->get_count();
+    std::vector<char> message;
+    for (uint32_t i = 0; i < count; ++i) {
+        message.resize(errors->get_message_length(i) + 1);
+        errors->get_message(i, message.data(), static_cast<uint32_t>(message.size()));
+        std::fprintf(stderr, "%s\n", message.data());
+    }
+    return count;
+}
+
+vorn::IVorn_compiler* get_compiler(vorn::IVorn* root)
+{
+    auto* compiler = static_cast<vorn::IVorn_compiler*>(root->get_interface(vorn::IID_VORN_COMPILER));
+    if (!compiler)
+        std::fprintf(stderr, "vornc: the library offers no compiler\n");
+    return compiler;
+}
+
+int command_check(vorn::IVorn* root, const Arguments& arguments)
+{
+    if (arguments.rest.empty()) {
+        std::fprintf(stderr, "vornc: check needs at least one file\n");
+        return 2;
+    }
+    vorn::IVorn_compiler* compiler = get_compiler(root);
+    if (!compiler)
+        return 1;
+    vorn::ICompiler_errors* errors = compiler->create_errors();
+    int status = 0;
+    for (const std::string& file : arguments.rest) {
+        vorn::ICompilation_unit* unit = compiler->compile_file(file.c_str(), errors);
+        if (print_diagnostics(errors) > 0 || !unit)
+            status = 1;
+        if (unit)
+            unit->release();
+    }
+    errors->release();
+    compiler->release();
+    return status;
+}
+
+// Returns an exit status when the arguments settle the run by themselves, -1 to go on.
 int parse_arguments(int argc, char** argv, Arguments& arguments)
 {
     for (int i = 1; i < argc; ++i) {
@@ -118,7 +165,11 @@ int parse_arguments(int argc, char** argv, Arguments& arguments)
             arguments.path_given = true;
             continue;
         }
-        if (arguments.command.empty() && word.size() > 0 && word[0] != '-')
+        if (word.size() > 1 && word[0] == '-') {
+            std::fprintf(stderr, "vornc: unknown option '%s'\n", word.c_str());
+            return 2;
+        }
+        if (arguments.command.empty())
             arguments.command = word;
         else
             arguments.rest.push_back(word);
@@ -147,7 +198,9 @@ int main(int argc, char** argv)
     root->set_shader_path(arguments.path_given ? arguments.path.c_str() : default_shader_path().c_str());
 
     int status;
-    if (arguments.command == "paths") {
+    if (arguments.command == "check") {
+        status = command_check(root, arguments);
+    } else if (arguments.command == "paths") {
         status = command_paths(arguments);
     } else {
         std::fprintf(stderr, "vornc: unknown command '%s'\n", arguments.command.c_str());

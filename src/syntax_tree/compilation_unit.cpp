@@ -1,0 +1,389 @@
+#include "syntax_tree/compilation_unit.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "syntax_tree/diagnostics.h"
+#include "syntax_tree/prelude_symbols.h"
+#include "syntax_tree/st_node.h"
+
+namespace QZ {
+namespace SYNTAX_TREE {
+
+Compilation_unit::Compilation_unit(std::shared_ptr<const Prelude_symbols> prelude)
+    : prelude_(prelude ? std::move(prelude) : Prelude_symbols::builtin_only())
+{
+}
+
+Compilation_unit::~Compilation_unit() = default;
+
+void Compilation_unit::set_tree(St_node* list)
+{
+    global_declarations_.clear();
+    functions_.clear();
+    shaders_.clear();
+    shader_positions_.clear();
+    shaders_linked_ = false;
+    tree_.reset(list);
+}
+
+St_node* Compilation_unit::function_at(int32_t index) const
+{
+    return index >= 0 && index < function_count() ? functions_[size_t(index)] : nullptr;
+}
+
+// Shaders
+
+Shader_declaration* Compilation_unit::shader_at(int32_t index) const
+{
+    return index >= 0 && index < shader_count() ? shaders_[size_t(index)].get() : nullptr;
+}
+
+Shader_declaration* Compilation_unit::find_shader(const std::string& name) const
+{
+    const int32_t* position = shader_positions_.find(name);
+    return position ? shaders_[size_t(*position)].get() : nullptr;
+}
+
+Shader_declaration* Compilation_unit::add_shader(std::unique_ptr<Shader_declaration> shader)
+{
+    if (!shader_positions_.find(shader->name))
+        shader_positions_.insert(shader->name) = shader_count();
+    shaders_.push_back(std::move(shader));
+    return shaders_.back().get();
+}
+
+// Named types and enums
+
+const Named_type* Compilation_unit::named_type_at(int32_t position) const
+{
+    return position >= 0 && position < named_type_count() ? named_types_[size_t(position)].get() : nullptr;
+}
+
+int32_t Compilation_unit::find_named_type(const std::string& name) const
+{
+    const int32_t* position = named_type_positions_.find(name);
+    return position ? *position : -1;
+}
+
+int32_t Compilation_unit::add_named_type(std::unique_ptr<Named_type> type)
+{
+    std::string name = type->name() ? type->name() : "";
+    if (named_type_positions_.find(name))
+        return -1;
+    int32_t position = named_type_count();
+    named_type_positions_.insert(name) = position;
+    named_types_.push_back(std::move(type));
+    return position;
+}
+
+Enum_type* Compilation_unit::enum_at(int32_t position) const
+{
+    return position >= 0 && position < enum_count() ? enums_[size_t(position)].get() : nullptr;
+}
+
+int32_t Compilation_unit::find_enum(const std::string& name) const
+{
+    const int32_t* position = enum_positions_.find(name);
+    return position ? *position : -1;
+}
+
+int32_t Compilation_unit::add_enum(std::unique_ptr<Enum_type> type)
+{
+    std::string name = type->name() ? type->name() : "";
+    if (enum_positions_.find(name))
+        return -1;
+    int32_t position = enum_count();
+    enum_positions_.insert(name) = position;
+    enums_.push_back(std::move(type));
+    return position;
+}
+
+bool Compilation_unit::find_enum_value(const std::string& name, Enum_value* value) const
+{
+    const Enum_value* found = enum_values_.find(name);
+    if (found && value)
+        *value = *found;
+    return found != nullptr;
+}
+
+bool Compilation_unit::add_enum_value(const std::string& name, int32_t value, int32_t enum_position)
+{
+    if (enum_values_.find(name))
+        return false;
+    enum_values_.insert(name) = Enum_value{value, enum_position};
+    if (Enum_type* type = enum_at(enum_position))
+        type->values()[name] = value;
+    return true;
+}
+
+// Type table
+
+int32_t word_code(const std::string& name)
+{
+    struct Words {
+        SYSTEM::Text_hash_table<int32_t> codes{64};
+        Words()
+        {
+            for (uint32_t code = 0; code < TYPE_CODE_COUNT; ++code)
+                if (const char* word = language_word(code))
+                    codes.insert(word) = int32_t(code);
+        }
+    };
+    static const Words words;
+    const int32_t* code = words.codes.find(name);
+    return code ? *code : -1;
+}
+
+std::string Compilation_unit::variant_key(std::string_view name, uint32_t array_size)
+{
+    std::string key(name);
+    if (array_size != 1)
+        key += "[" + std::to_string(array_size) + "]";
+    return key;
+}
+
+int32_t Compilation_unit::type_count() const
+{
+    return prelude_->type_count() + int32_t(own_types_.size());
+}
+
+const Type* Compilation_unit::type_at(int32_t index) const
+{
+    if (index < 0)
+        return nullptr;
+    int32_t base = prelude_->type_count();
+    if (index < base)
+        return prelude_->type_at(index);
+    index -= base;
+    return index < int32_t(own_types_.size()) ? own_types_[size_t(index)].get() : nullptr;
+}
+
+std::string_view Compilation_unit::type_name(int32_t index) const
+{
+    const Type* type = type_at(index);
+    return type && type->name() ? std::string_view(type->name()) : std::string_view();
+}
+
+int32_t Compilation_unit::lookup_type(const std::string& name, uint32_t array_size) const
+{
+    if (array_size == 1) {
+        int32_t code = word_code(name);
+        if (code >= 0)
+            return code;
+    }
+    std::string key = variant_key(name, array_size);
+    if (const int32_t* index = own_type_indices_.find(key))
+        return *index;
+    return prelude_->lookup_type(key);
+}
+
+const Type* Compilation_unit::base_type_for(const std::string& name, std::unique_ptr<Type>& made) const
+{
+    int32_t code = word_code(name);
+    if (code >= 0) {
+        made.reset(Type::builtin(uint8_t(code)));
+        return made.get();
+    }
+    int32_t position = find_named_type(name);
+    if (position >= 0)
+        return named_type_at(position);
+    int32_t index = prelude_->lookup_type(name);
+    if (index >= 0)
+        return prelude_->type_at(index);
+    for (const Import& import : imports_) {
+        if (!import.unit)
+            continue;
+        position = import.unit->find_named_type(name);
+        if (position >= 0)
+            return import.unit->named_type_at(position);
+    }
+    return nullptr;
+}
+
+int32_t Compilation_unit::find_type(const std::string& name, uint32_t array_size)
+{
+    int32_t index = lookup_type(name, array_size);
+    if (index >= 0)
+        return index;
+    std::unique_ptr<Type> made;
+    const Type* base = base_type_for(name, made);
+    if (!base)
+        return -1;
+    std::unique_ptr<Type> variant(base->clone());
+    variant->set_array_size(array_size);
+    return add_type(std::move(variant));
+}
+
+int32_t Compilation_unit::add_type(std::unique_ptr<Type> type)
+{
+    int32_t index = type_count();
+    if (type->name()) {
+        std::string key = variant_key(type->name(), type->array_size());
+        if (!own_type_indices_.find(key) && prelude_->lookup_type(key) < 0)
+            own_type_indices_.insert(key) = index;
+    }
+    own_types_.push_back(std::move(type));
+    return index;
+}
+
+// Imports
+
+const std::string& Compilation_unit::import_name(int32_t index) const
+{
+    static const std::string none;
+    return index >= 0 && index < import_count() ? imports_[size_t(index)].name : none;
+}
+
+std::shared_ptr<Compilation_unit> Compilation_unit::import_unit(int32_t index) const
+{
+    return index >= 0 && index < import_count() ? imports_[size_t(index)].unit : nullptr;
+}
+
+void Compilation_unit::add_import(const std::string& name, std::shared_ptr<Compilation_unit> unit)
+{
+    for (const Import& import : imports_)
+        if (import.name == name)
+            return;
+    imports_.push_back(Import{name, std::move(unit)});
+}
+
+void Compilation_unit::add_error(const St_node& node, uint32_t number, std::string_view text, int32_t value)
+{
+    errors_.push_back(make_error(node, number, text, value));
+}
+
+// Shader links
+
+std::vector<Shader_declaration*> Compilation_unit::lending_ancestors(Shader_declaration& shader) const
+{
+    // Breadth first over the parent names: a cycle or a shared grandparent is visited once, and
+    // no chain of parents, however long, costs stack.
+    std::vector<Shader_declaration*> result;
+    std::unordered_set<const Shader_declaration*> seen{&shader};
+    std::vector<Shader_declaration*> work{&shader};
+    for (size_t next = 0; next < work.size(); ++next) {
+        for (const std::string& parent_name : work[next]->parent_names) {
+            Shader_declaration* parent = find_shader(parent_name);
+            if (!parent || parent->is_technique() || !seen.insert(parent).second)
+                continue;
+            result.push_back(parent);
+            work.push_back(parent);
+        }
+    }
+    return result;
+}
+
+namespace {
+
+// The INIT_IDENTIFIER nodes of a VARIABLE_DECLARATION.
+void declared_names(const St_node* declaration, std::vector<const St_node*>& names)
+{
+    const St_node* list = declaration->find_child(NODE_INIT_IDENTIFIER_LIST);
+    for (const St_node* name = list ? list->first_child : nullptr; name; name = name->next_sibling)
+        if (name->kind == NODE_INIT_IDENTIFIER)
+            names.push_back(name);
+}
+
+// The CLASS_PARENT_SPECIFIER of name, or the class node itself when there is none.
+const St_node* parent_specifier(const St_node* class_node, const std::string& name)
+{
+    if (!class_node)
+        return nullptr;
+    for (const St_node* child = class_node->first_child; child; child = child->next_sibling)
+        if (child->kind == NODE_CLASS_PARENT_SPECIFIER && child->text_view() == name)
+            return child;
+    return class_node;
+}
+
+bool declares_name(const std::vector<St_node*>& declarations, size_t count, std::string_view name)
+{
+    std::vector<const St_node*> names;
+    for (size_t i = 0; i < count && i < declarations.size(); ++i)
+        declared_names(declarations[i], names);
+    for (const St_node* node : names)
+        if (node->text_view() == name)
+            return true;
+    return false;
+}
+
+}  // namespace
+
+void Compilation_unit::link_shader(Shader_declaration& shader)
+{
+    St_node* position = shader.class_node;
+    for (const std::string& parent_name : shader.parent_names) {
+        Shader_declaration* parent = find_shader(parent_name);
+        if (!parent) {
+            const St_node* at = parent_specifier(position, parent_name);
+            if (at)
+                add_error(*at, 41, parent_name);
+            continue;
+        }
+        shader.parents.push_back(parent);
+    }
+
+    for (Shader_declaration* ancestor : lending_ancestors(shader)) {
+        // An own input or output that repeats a name of the ancestor's.
+        for (auto* own : {&shader.input_variables, &shader.output_variables}) {
+            size_t own_count = own == &shader.input_variables ? shader.own_inputs : shader.own_outputs;
+            for (size_t i = 0; i < own_count; ++i) {
+                std::vector<const St_node*> names;
+                declared_names((*own)[i], names);
+                for (const St_node* name : names)
+                    if (declares_name(ancestor->input_variables, ancestor->own_inputs, name->text_view()) ||
+                        declares_name(ancestor->output_variables, ancestor->own_outputs, name->text_view()))
+                        add_error(*name, 42, name->text_view());
+            }
+        }
+        auto lend = [](std::vector<St_node*>& to, const std::vector<St_node*>& from, size_t count) {
+            to.insert(to.end(), from.begin(), from.begin() + std::ptrdiff_t(std::min(count, from.size())));
+        };
+        lend(shader.input_variables, ancestor->input_variables, ancestor->own_inputs);
+        lend(shader.output_variables, ancestor->output_variables, ancestor->own_outputs);
+        lend(shader.member_variables, ancestor->member_variables, ancestor->own_members);
+        lend(shader.methods, ancestor->methods, ancestor->own_methods);
+        for (int32_t i = 0; i < STATE_VARIABLE_COUNT; ++i)
+            shader.uses_state_variable[i] |= ancestor->uses_state_variable[i];
+        for (int32_t i = 0; i < STATE_FUNCTION_COUNT; ++i)
+            shader.uses_state_function[i] |= ancestor->uses_state_function[i];
+    }
+
+    if (shader.is_technique() && position) {
+        if (!shader.main_method && shader.techniques.empty())
+            add_error(*position, 47, shader.name);
+        if (shader.own_inputs || shader.own_outputs || shader.own_members)
+            add_error(*position, 48, shader.name);
+    }
+}
+
+void Compilation_unit::link_shaders()
+{
+    if (shaders_linked_)
+        return;
+    shaders_linked_ = true;
+    // Lending reads the ancestors' own entries only, so the order of linking does not matter.
+    for (auto& shader : shaders_) {
+        shader->own_inputs = shader->input_variables.size();
+        shader->own_outputs = shader->output_variables.size();
+        shader->own_members = shader->member_variables.size();
+        shader->own_methods = shader->methods.size();
+    }
+    for (auto& shader : shaders_)
+        link_shader(*shader);
+}
+
+void Compilation_unit::join_light_flags()
+{
+    std::unordered_set<const Shader_declaration*> own;
+    for (auto& shader : shaders_)
+        if (shader->uses_lights)
+            own.insert(shader.get());
+    for (auto& shader : shaders_)
+        for (Shader_declaration* ancestor : lending_ancestors(*shader))
+            if (own.count(ancestor))
+                shader->uses_lights = true;
+}
+
+}  // namespace SYNTAX_TREE
+}  // namespace QZ

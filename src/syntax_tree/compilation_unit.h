@@ -1,0 +1,203 @@
+// What one compiled source consists of: its tree, the declarations sorted out of it, the type
+// table that its nodes index, its imports and its errors.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "syntax_tree/error_record.h"
+#include "syntax_tree/state_tables.h"
+#include "syntax_tree/type.h"
+#include "system/text_hash_table.h"
+
+namespace QZ {
+namespace SYNTAX_TREE {
+
+class St_node;
+class Prelude_symbols;
+
+// A shader, technique or brdf class. Node pointers point into the unit's tree, which owns them.
+struct Shader_declaration {
+    std::string name;
+    std::string key;  // "shader", "technique" or "brdf"
+    St_node* class_node = nullptr;
+
+    // VARIABLE_DECLARATION nodes of the blocks; FUNCTION_DEFINITION nodes of the methods. The
+    // shader's own entries come first; link_shaders appends what non-technique parents lend.
+    std::vector<St_node*> input_variables;
+    std::vector<St_node*> output_variables;
+    std::vector<St_node*> member_variables;
+    std::vector<St_node*> methods;
+    St_node* main_method = nullptr;
+    // How many of the entries above are the shader's own (set when the shaders are linked).
+    size_t own_inputs = 0;
+    size_t own_outputs = 0;
+    size_t own_members = 0;
+    size_t own_methods = 0;
+
+    // Techniques that name this class as their first parent, in order of declaration.
+    std::vector<Shader_declaration*> techniques;
+    std::vector<std::string> parent_names;
+    // The known parents, in the order of parent_names (set when the shaders are linked).
+    std::vector<Shader_declaration*> parents;
+    // Scoped names ("Shader::Name") of the enums and structs declared inside.
+    std::vector<std::string> local_types;
+
+    bool uses_state_variable[STATE_VARIABLE_COUNT] = {};
+    bool uses_state_function[STATE_FUNCTION_COUNT] = {};
+    bool uses_lights = false;
+
+    bool is_technique() const { return key == "technique"; }
+};
+
+// The code of a language type word ("Int", "Matrix3x2", "void"), -1 for other names; the same
+// as language_word_code, by hash.
+int32_t word_code(const std::string& name);
+
+struct Enum_value {
+    int32_t value = 0;
+    int32_t enum_position = -1;  // in the unit's enum vector
+};
+
+class Compilation_unit {
+public:
+    // The type table starts with the prelude's types (the built-in ones alone when prelude is
+    // null), so that the prelude's overload sets index every unit's table alike.
+    explicit Compilation_unit(std::shared_ptr<const Prelude_symbols> prelude = nullptr);
+    virtual ~Compilation_unit();
+
+    Compilation_unit(const Compilation_unit&) = delete;
+    Compilation_unit& operator=(const Compilation_unit&) = delete;
+
+    const std::string& name() const { return name_; }
+    void set_name(std::string name) { name_ = std::move(name); }
+    const std::string& source_file_name() const { return source_file_name_; }
+    void set_source_file_name(std::string name) { source_file_name_ = std::move(name); }
+
+    // The prelude whose symbols every pass over this unit sees first; never null.
+    const Prelude_symbols& prelude() const { return *prelude_; }
+    const std::shared_ptr<const Prelude_symbols>& prelude_pointer() const { return prelude_; }
+
+    // The DECLARATION_LIST, owned. Setting a new tree frees the old one; the lists of
+    // declarations must be rebuilt by a prepass then.
+    St_node* tree() const { return tree_.get(); }
+    void set_tree(St_node* list);
+
+    // Declarations in source order: VARIABLE_DECLARATION nodes at file level, and
+    // FUNCTION_DECLARATION and FUNCTION_DEFINITION nodes of file-level functions.
+    const std::vector<St_node*>& global_declarations() const { return global_declarations_; }
+    void add_global_declaration(St_node* node) { global_declarations_.push_back(node); }
+    int32_t function_count() const { return int32_t(functions_.size()); }
+    St_node* function_at(int32_t index) const;
+    const std::vector<St_node*>& functions() const { return functions_; }
+    void add_function(St_node* node) { functions_.push_back(node); }
+
+    // Shader declarations in order of appearance. A second shader of a name is kept in the
+    // order, but find_shader finds the first.
+    int32_t shader_count() const { return int32_t(shaders_.size()); }
+    Shader_declaration* shader_at(int32_t index) const;
+    Shader_declaration* find_shader(const std::string& name) const;
+    Shader_declaration* add_shader(std::unique_ptr<Shader_declaration> shader);
+
+    // Named types (structs, and enums as Int types) by name, each with its position.
+    int32_t named_type_count() const { return int32_t(named_types_.size()); }
+    const Named_type* named_type_at(int32_t position) const;
+    int32_t find_named_type(const std::string& name) const;
+    // The position; -1 (and the type is dropped) when the name is taken.
+    int32_t add_named_type(std::unique_ptr<Named_type> type);
+
+    int32_t enum_count() const { return int32_t(enums_.size()); }
+    Enum_type* enum_at(int32_t position) const;
+    int32_t find_enum(const std::string& name) const;
+    int32_t add_enum(std::unique_ptr<Enum_type> type);
+
+    // Enum values by their scoped name.
+    bool find_enum_value(const std::string& name, Enum_value* value = nullptr) const;
+    // False when the name is taken.
+    bool add_enum_value(const std::string& name, int32_t value, int32_t enum_position);
+
+    // The type table. A type index is a place in it: the built-in types stand at their codes,
+    // then the prelude's types, then the unit's own.
+    int32_t type_count() const;
+    // Null for an index out of the table, -1 included.
+    const Type* type_at(int32_t index) const;
+    // The index of the type of name and array size, adding the variant when the name is known:
+    // a language word, a named type of this unit, a prelude type or a named type of an import.
+    // -1 for an unknown name.
+    int32_t find_type(const std::string& name, uint32_t array_size = 1);
+    // The index without adding anything; -1 when the variant is not in the table yet.
+    int32_t lookup_type(const std::string& name, uint32_t array_size = 1) const;
+    // Appends a type and returns its index; its name and array size find it from then on,
+    // unless an earlier entry holds them.
+    int32_t add_type(std::unique_ptr<Type> type);
+    // The name by which find_type finds the type at index; empty for a bad index.
+    std::string_view type_name(int32_t index) const;
+
+    struct Import {
+        std::string name;
+        std::shared_ptr<Compilation_unit> unit;  // may be shared by several importers
+    };
+    int32_t import_count() const { return int32_t(imports_.size()); }
+    const std::string& import_name(int32_t index) const;
+    std::shared_ptr<Compilation_unit> import_unit(int32_t index) const;
+    // A second import of the same name is ignored.
+    void add_import(const std::string& name, std::shared_ptr<Compilation_unit> unit);
+
+    // Errors in the order they were found; a unit with errors is not passed on.
+    void add_error(const Error_record& error) { errors_.push_back(error); }
+    void add_error(const St_node& node, uint32_t number, std::string_view text = {}, int32_t value = 0);
+    uint32_t error_count() const { return uint32_t(errors_.size()); }
+    const Error_list& errors() const { return errors_; }
+
+    // Links each shader to its parents, after the prepass: errors 41, 42, 47 and 48; lends the
+    // lists of non-technique parents and joins their state flags. Runs once; later calls do
+    // nothing.
+    void link_shaders();
+    bool shaders_linked() const { return shaders_linked_; }
+
+    // Ors the light flag of every shader's non-technique ancestors into it; the semantic pass
+    // sets the flag only on the shader whose code it walks.
+    void join_light_flags();
+
+    // The key under which a type variant is found: the name, and the array size unless it is 1.
+    static std::string variant_key(std::string_view name, uint32_t array_size);
+
+private:
+    // The type that a new variant of name is made from, or null.
+    const Type* base_type_for(const std::string& name, std::unique_ptr<Type>& made) const;
+    // The ancestors that lend to shader, nearest first, each once; technique parents lend
+    // nothing and are not gone through.
+    std::vector<Shader_declaration*> lending_ancestors(Shader_declaration& shader) const;
+    void link_shader(Shader_declaration& shader);
+
+    std::shared_ptr<const Prelude_symbols> prelude_;
+    std::string name_;
+    std::string source_file_name_;
+    std::unique_ptr<St_node> tree_;
+
+    std::vector<St_node*> global_declarations_;
+    std::vector<St_node*> functions_;
+
+    std::vector<std::unique_ptr<Shader_declaration>> shaders_;
+    SYSTEM::Text_hash_table<int32_t> shader_positions_{16};
+
+    std::vector<std::unique_ptr<Named_type>> named_types_;
+    SYSTEM::Text_hash_table<int32_t> named_type_positions_{16};
+    std::vector<std::unique_ptr<Enum_type>> enums_;
+    SYSTEM::Text_hash_table<int32_t> enum_positions_{16};
+    SYSTEM::Text_hash_table<Enum_value> enum_values_{16};
+
+    // Entries past the prelude's; their indices start at the prelude's type count.
+    std::vector<std::unique_ptr<Type>> own_types_;
+    SYSTEM::Text_hash_table<int32_t> own_type_indices_{64};
+
+    std::vector<Import> imports_;
+    Error_list errors_;
+    bool shaders_linked_ = false;
+};
+
+}  // namespace SYNTAX_TREE
+}  // namespace QZ

@@ -1,0 +1,65 @@
+// What the semantic pass learns from the prelude, learnt once: the types the prelude declares,
+// its functions by name with their overload sets, its global variables. Every unit's type
+// table starts with these types, so the sets hold the same indices in all units.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "syntax_tree/scope.h"
+#include "syntax_tree/type.h"
+#include "system/text_hash_table.h"
+
+namespace QZ {
+namespace SYNTAX_TREE {
+
+class St_node;
+
+class Prelude_symbols {
+public:
+    // Reads list (a DECLARATION_LIST, may be null) and changes nothing in it. The list must
+    // outlive the object: entries point to its declarations.
+    explicit Prelude_symbols(const St_node* list);
+    ~Prelude_symbols();
+
+    Prelude_symbols(const Prelude_symbols&) = delete;
+    Prelude_symbols& operator=(const Prelude_symbols&) = delete;
+
+    // The built-in types alone, for units without a prelude.
+    static std::shared_ptr<const Prelude_symbols> builtin_only();
+
+    const St_node* list() const { return list_; }
+
+    int32_t type_count() const { return int32_t(types_.size()); }
+    const Type* type_at(int32_t index) const;
+    // By the unit's variant key (name, or name and array size).
+    int32_t lookup_type(const std::string& key) const;
+
+    const Overload_set* find_functions(const std::string& name) const { return functions_.find(name); }
+    bool find_variable(std::string_view name, int32_t* type_index) const;
+    // Function ids of a unit continue from here.
+    int32_t next_function_id() const { return next_function_id_; }
+    size_t function_entry_count() const;
+
+    // Diagnostics that the prelude's own passes raised; a sound prelude has none.
+    const std::vector<std::string>& problems() const { return problems_; }
+
+private:
+    struct Builtin_tag {};
+    explicit Prelude_symbols(Builtin_tag);
+    void add_builtin_types();
+    void index_type(int32_t index, const std::string& key);
+
+    const St_node* list_ = nullptr;
+    std::vector<std::unique_ptr<Type>> types_;
+    SYSTEM::Text_hash_table<int32_t> type_indices_{128};
+    SYSTEM::Text_hash_table<Overload_set> functions_{512};
+    std::vector<std::pair<std::string, int32_t>> variables_;
+    int32_t next_function_id_ = 0;
+    std::vector<std::string> problems_;
+};
+
+}  // namespace SYNTAX_TREE
+}  // namespace QZ

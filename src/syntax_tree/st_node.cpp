@@ -1,0 +1,369 @@
+#include "syntax_tree/st_node.h"
+
+#include <charconv>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+namespace QZ {
+namespace SYNTAX_TREE {
+
+namespace {
+
+// ORDER: one entry per Node_kind, 0 to NODE_KIND_COUNT - 1.
+const char* const node_kind_names[NODE_KIND_COUNT] = {
+    "DECLARATION_LIST",
+    "IDENTIFIER",
+    "INIT_IDENTIFIER_LIST",
+    "INIT_IDENTIFIER",
+    "ARRAY_SPECIFIER",
+    "ARRAY_INITIALIZER",
+    "FUNCTION_DECLARATION",
+    "FUNCTION_DECLARATOR",
+    "FUNCTION_PARAMETER_LIST",
+    "FUNCTION_PARAMETER",
+    "PARAMETER_QUALIFIER",
+    "FUNCTION_DEFINITION",
+    "VARIABLE_DECLARATION",
+    "VARIABLE_SPECIFIERS",
+    "STORAGE_CLASS_SPECIFIER",
+    "SIMPLE_TYPE_SPECIFIER",
+    "NESTED_TYPE_SPECIFIER",
+    "CLASS_DECLARATION",
+    "CLASS_MEMBER_DECLARATION_BLOCK_LIST",
+    "CLASS_MEMBER_DECLARATION_BLOCK",
+    "CLASS_PARENT_SPECIFIER",
+    "STATEMENT_BLOCK",
+    "CONDITION_STATEMENT",
+    "CONDITION",
+    "EXPRESSION_STATEMENT",
+    "DO_STATEMENT",
+    "WHILE_STATEMENT",
+    "FOR_STATEMENT",
+    "FOREACH_STATEMENT",
+    "JUMP_STATEMENT",
+    "FOR_INIT",
+    "FOR_CONDITION",
+    "FOR_EXPRESSION",
+    "EXPRESSION_LIST",
+    "ASSIGNMENT_EXPRESSION",
+    "CONDITIONAL_EXPRESSION",
+    "OR_EXPRESSION",
+    "XOR_EXPRESSION",
+    "AND_EXPRESSION",
+    "EQUALITY_EXPRESSION",
+    "RELATIONAL_EXPRESSION",
+    "ADDITIVE_EXPRESSION",
+    "MULTIPLICATIVE_EXPRESSION",
+    "CAST_EXPRESSION",
+    "PRE_INCREMENT_EXPRESSION",
+    "PRE_DECREMENT_EXPRESSION",
+    "UNARY_EXPRESSION",
+    "POST_INCREMENT_EXPRESSION",
+    "POST_DECREMENT_EXPRESSION",
+    "CLASS_MEMBER_REF_EXPRESSION",
+    "ARRAY_INDEX_EXPRESSION",
+    "FUNCTION_CALL_EXPRESSION",
+    "METHOD_CALL_EXPRESSION",
+    "CONSTRUCTOR_CALL_EXPRESSION",
+    "FUNCTION_CALL_PARAMETERS",
+    "INT_CONSTANT",
+    "HEX_CONSTANT",
+    "OCT_CONSTANT",
+    "FLOAT_CONSTANT",
+    "BOOL_CONSTANT",
+    "STRING_CONSTANT",
+    "VARIABLE_ID",
+    "MEMBER_VARIABLE_ID",
+    "STATE_VARIABLE_REFERENCE",
+    "STATE_FUNCTION_REFERENCE",
+    "ENUM_DECLARATION",
+    "ENUM_MEMBER",
+    "SWITCH_STATEMENT",
+    "SWITCH_CASE",
+    "SWITCH_DEFAULT",
+    "ANNOTATION_BLOCK",
+    "IMPORT_DECLARATION",
+    "NO_OP",
+};
+
+char* copy_bytes(const void* bytes, size_t size)
+{
+    char* copy = new char[size + 1];
+    std::memcpy(copy, bytes, size);
+    copy[size] = '\0';
+    return copy;
+}
+
+// Digits in the given base, up to the first character that is none (a suffix such as "L").
+// Wraps modulo 2^32, as a 32-bit constant does.
+uint32_t parse_digits(std::string_view digits, uint32_t base)
+{
+    uint32_t value = 0;
+    for (char c : digits) {
+        uint32_t digit;
+        if (c >= '0' && c <= '9')
+            digit = uint32_t(c - '0');
+        else if (c >= 'a' && c <= 'f')
+            digit = uint32_t(c - 'a' + 10);
+        else if (c >= 'A' && c <= 'F')
+            digit = uint32_t(c - 'A' + 10);
+        else
+            break;
+        if (digit >= base)
+            break;
+        value = value * base + digit;
+    }
+    return value;
+}
+
+}  // namespace
+
+File_name make_file_name(std::string_view name)
+{
+    return std::make_shared<const std::string>(name);
+}
+
+St_node::St_node(int32_t kind_, File_name file_, std::initializer_list<St_node*> children)
+    : kind(kind_), file(std::move(file_))
+{
+    add_children(children);
+}
+
+St_node::St_node(int32_t kind_, File_name file_, std::string_view string, std::initializer_list<St_node*> children)
+    : kind(kind_), file(std::move(file_))
+{
+    set_text(string);
+    add_children(children);
+}
+
+St_node::St_node(int32_t kind_, File_name file_, int32_t line_, int32_t column_, const char* text_,
+                 int32_t text_size_, int32_t extra_position_)
+    : kind(kind_), line(line_), column(column_), extra_position(extra_position_), file(std::move(file_))
+{
+    if (text_size_ < 0 && text_)
+        set_text(text_);
+    else if (text_size_ > 0 && text_)
+        set_binary_text(text_, text_size_);
+}
+
+St_node::~St_node()
+{
+    delete[] text;
+    if (!first_child && !next_sibling)
+        return;
+    // Unlink before deleting, so that no destructor below sees a link and recurses.
+    std::vector<St_node*> pending;
+    if (first_child)
+        pending.push_back(first_child);
+    if (next_sibling)
+        pending.push_back(next_sibling);
+    first_child = nullptr;
+    next_sibling = nullptr;
+    while (!pending.empty()) {
+        St_node* node = pending.back();
+        pending.pop_back();
+        if (node->first_child)
+            pending.push_back(node->first_child);
+        if (node->next_sibling)
+            pending.push_back(node->next_sibling);
+        node->first_child = nullptr;
+        node->next_sibling = nullptr;
+        delete node;
+    }
+}
+
+void St_node::add_children(std::initializer_list<St_node*> children)
+{
+    for (St_node* node : children)
+        add_child(node);
+}
+
+St_node* St_node::child(int32_t n) const
+{
+    if (n < 0)
+        return nullptr;
+    St_node* node = first_child;
+    while (node && n > 0) {
+        node = node->next_sibling;
+        --n;
+    }
+    return node;
+}
+
+int32_t St_node::child_count() const
+{
+    int32_t count = 0;
+    for (St_node* node = first_child; node; node = node->next_sibling)
+        ++count;
+    return count;
+}
+
+void St_node::add_child(St_node* node)
+{
+    if (!node)
+        return;
+    if (!first_child) {
+        first_child = node;
+        return;
+    }
+    St_node* last = first_child;
+    while (last->next_sibling)
+        last = last->next_sibling;
+    last->next_sibling = node;
+}
+
+bool St_node::replace_child(St_node* old, St_node* replacement)
+{
+    if (!old || !replacement)
+        return false;
+    St_node** link = &first_child;
+    while (*link && *link != old)
+        link = &(*link)->next_sibling;
+    if (!*link)
+        return false;
+    replacement->next_sibling = old->next_sibling;
+    *link = replacement;
+    old->next_sibling = nullptr;
+    return true;
+}
+
+St_node* St_node::find_child(int32_t wanted) const
+{
+    for (St_node* node = first_child; node; node = node->next_sibling)
+        if (node->kind == wanted)
+            return node;
+    return nullptr;
+}
+
+void St_node::copy_fields_to(St_node& copy) const
+{
+    if (text_size < 0 && text)
+        copy.set_text(text);
+    else if (text_size > 0 && text)
+        copy.set_binary_text(text, text_size);
+    copy.line = line;
+    copy.column = column;
+    copy.extra_position = extra_position;
+    copy.type_index = type_index;
+    copy.annotation = annotation;
+}
+
+St_node* St_node::clone() const
+{
+    St_node* root = new St_node(kind, file);
+    copy_fields_to(*root);
+    // Pairs of an original and its copy whose children are still to be copied.
+    std::vector<std::pair<const St_node*, St_node*>> pending;
+    pending.emplace_back(this, root);
+    while (!pending.empty()) {
+        auto [original, copy] = pending.back();
+        pending.pop_back();
+        St_node** link = &copy->first_child;
+        for (const St_node* child_node = original->first_child; child_node; child_node = child_node->next_sibling) {
+            St_node* child_copy = new St_node(child_node->kind, child_node->file);
+            child_node->copy_fields_to(*child_copy);
+            *link = child_copy;
+            link = &child_copy->next_sibling;
+            if (child_node->first_child)
+                pending.emplace_back(child_node, child_copy);
+        }
+    }
+    return root;
+}
+
+void St_node::set_text(std::string_view string)
+{
+    delete[] text;
+    text = copy_bytes(string.data(), string.size());
+    text_size = -1;
+}
+
+void St_node::set_binary_text(const void* bytes, int32_t size)
+{
+    delete[] text;
+    text = nullptr;
+    text_size = 0;
+    if (size <= 0 || !bytes)
+        return;
+    text = copy_bytes(bytes, size_t(size));
+    text_size = size;
+}
+
+void St_node::clear_text()
+{
+    delete[] text;
+    text = nullptr;
+    text_size = 0;
+}
+
+std::string_view St_node::text_view() const
+{
+    if (!text)
+        return {};
+    if (text_size > 0)
+        return std::string_view(text, size_t(text_size));
+    return std::string_view(text);
+}
+
+int32_t St_node::int_value() const
+{
+    std::string_view digits = text_view();
+    switch (kind) {
+    case NODE_INT_CONSTANT:
+        return int32_t(parse_digits(digits, 10));
+    case NODE_HEX_CONSTANT:
+        return int32_t(parse_digits(digits.size() > 2 ? digits.substr(2) : std::string_view(), 16));
+    case NODE_OCT_CONSTANT:
+        return int32_t(parse_digits(digits, 8));
+    case NODE_BOOL_CONSTANT:
+        return bool_value() ? 1 : 0;
+    case NODE_UNARY_EXPRESSION:
+        if (!first_child)
+            return 0;
+        if (digits == "-")
+            return int32_t(0u - uint32_t(first_child->int_value()));
+        return digits == "+" ? first_child->int_value() : 0;
+    }
+    return 0;
+}
+
+double St_node::float_value() const
+{
+    switch (kind) {
+    case NODE_FLOAT_CONSTANT: {
+        // from_chars reads the C locale's form whatever the host's locale is, and stops at a suffix.
+        std::string_view digits = text_view();
+        double value = 0.0;
+        std::from_chars(digits.data(), digits.data() + digits.size(), value);
+        return value;
+    }
+    case NODE_UNARY_EXPRESSION:
+        if (!first_child)
+            return 0.0;
+        if (text_view() == "-")
+            return -first_child->float_value();
+        return text_view() == "+" ? first_child->float_value() : 0.0;
+    case NODE_INT_CONSTANT:
+    case NODE_HEX_CONSTANT:
+    case NODE_OCT_CONSTANT:
+    case NODE_BOOL_CONSTANT:
+        return double(int_value());
+    }
+    return 0.0;
+}
+
+bool St_node::bool_value() const
+{
+    return text_view() == "true";
+}
+
+const char* St_node::kind_name(int32_t kind)
+{
+    if (kind < 0 || kind >= NODE_KIND_COUNT)
+        return "unknown";
+    return node_kind_names[kind];
+}
+
+}  // namespace SYNTAX_TREE
+}  // namespace QZ

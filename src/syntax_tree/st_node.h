@@ -1,0 +1,165 @@
+// The syntax-tree node of the whole system: built by the parser, annotated by the passes,
+// built by hand by the graph code, read by the back ends.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace QZ {
+namespace SYNTAX_TREE {
+
+// The numbers are written into binary files: never renumber.
+// ORDER: node_kind_names in st_node.cpp follows these numbers.
+enum Node_kind : int32_t {
+    NODE_DECLARATION_LIST = 0,
+    NODE_IDENTIFIER = 1,
+    NODE_INIT_IDENTIFIER_LIST = 2,
+    NODE_INIT_IDENTIFIER = 3,
+    NODE_ARRAY_SPECIFIER = 4,
+    NODE_ARRAY_INITIALIZER = 5,
+    NODE_FUNCTION_DECLARATION = 6,
+    NODE_FUNCTION_DECLARATOR = 7,
+    NODE_FUNCTION_PARAMETER_LIST = 8,
+    NODE_FUNCTION_PARAMETER = 9,
+    NODE_PARAMETER_QUALIFIER = 10,
+    NODE_FUNCTION_DEFINITION = 11,
+    NODE_VARIABLE_DECLARATION = 12,
+    NODE_VARIABLE_SPECIFIERS = 13,
+    NODE_STORAGE_CLASS_SPECIFIER = 14,
+    NODE_SIMPLE_TYPE_SPECIFIER = 15,
+    NODE_NESTED_TYPE_SPECIFIER = 16,
+    NODE_CLASS_DECLARATION = 17,
+    NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST = 18,
+    NODE_CLASS_MEMBER_DECLARATION_BLOCK = 19,
+    NODE_CLASS_PARENT_SPECIFIER = 20,
+    NODE_STATEMENT_BLOCK = 21,
+    NODE_CONDITION_STATEMENT = 22,
+    NODE_CONDITION = 23,
+    NODE_EXPRESSION_STATEMENT = 24,
+    NODE_DO_STATEMENT = 25,
+    NODE_WHILE_STATEMENT = 26,
+    NODE_FOR_STATEMENT = 27,
+    NODE_FOREACH_STATEMENT = 28,
+    NODE_JUMP_STATEMENT = 29,
+    NODE_FOR_INIT = 30,
+    NODE_FOR_CONDITION = 31,
+    NODE_FOR_EXPRESSION = 32,
+    NODE_EXPRESSION_LIST = 33,
+    NODE_ASSIGNMENT_EXPRESSION = 34,
+    NODE_CONDITIONAL_EXPRESSION = 35,
+    NODE_OR_EXPRESSION = 36,
+    NODE_XOR_EXPRESSION = 37,
+    NODE_AND_EXPRESSION = 38,
+    NODE_EQUALITY_EXPRESSION = 39,
+    NODE_RELATIONAL_EXPRESSION = 40,
+    NODE_ADDITIVE_EXPRESSION = 41,
+    NODE_MULTIPLICATIVE_EXPRESSION = 42,
+    NODE_CAST_EXPRESSION = 43,
+    NODE_PRE_INCREMENT_EXPRESSION = 44,
+    NODE_PRE_DECREMENT_EXPRESSION = 45,
+    NODE_UNARY_EXPRESSION = 46,
+    NODE_POST_INCREMENT_EXPRESSION = 47,
+    NODE_POST_DECREMENT_EXPRESSION = 48,
+    NODE_CLASS_MEMBER_REF_EXPRESSION = 49,
+    NODE_ARRAY_INDEX_EXPRESSION = 50,
+    NODE_FUNCTION_CALL_EXPRESSION = 51,
+    NODE_METHOD_CALL_EXPRESSION = 52,
+    NODE_CONSTRUCTOR_CALL_EXPRESSION = 53,
+    NODE_FUNCTION_CALL_PARAMETERS = 54,
+    NODE_INT_CONSTANT = 55,
+    NODE_HEX_CONSTANT = 56,
+    NODE_OCT_CONSTANT = 57,
+    NODE_FLOAT_CONSTANT = 58,
+    NODE_BOOL_CONSTANT = 59,
+    NODE_STRING_CONSTANT = 60,
+    NODE_VARIABLE_ID = 61,
+    NODE_MEMBER_VARIABLE_ID = 62,
+    NODE_STATE_VARIABLE_REFERENCE = 63,
+    NODE_STATE_FUNCTION_REFERENCE = 64,
+    NODE_ENUM_DECLARATION = 65,
+    NODE_ENUM_MEMBER = 66,
+    NODE_SWITCH_STATEMENT = 67,
+    NODE_SWITCH_CASE = 68,
+    NODE_SWITCH_DEFAULT = 69,
+    NODE_ANNOTATION_BLOCK = 70,
+    NODE_IMPORT_DECLARATION = 71,
+    NODE_NO_OP = 72,
+};
+
+constexpr int32_t NODE_KIND_COUNT = 73;
+
+// All nodes of one parse share one file name; a node holds a reference, not a copy.
+using File_name = std::shared_ptr<const std::string>;
+
+File_name make_file_name(std::string_view name);
+
+class St_node {
+public:
+    // Children given as null are skipped, so optional parts can be passed as they are.
+    St_node(int32_t kind, File_name file, std::initializer_list<St_node*> children = {});
+    St_node(int32_t kind, File_name file, std::string_view text, std::initializer_list<St_node*> children = {});
+    // text_size -1: text is a string ending at a zero byte; 0: no text (text is ignored);
+    // n > 0: n bytes of binary text. extra_position is the column range.
+    St_node(int32_t kind, File_name file, int32_t line, int32_t column, const char* text, int32_t text_size,
+            int32_t extra_position);
+    // Destroys the children and the rest of the sibling chain, without recursion.
+    ~St_node();
+
+    St_node(const St_node&) = delete;
+    St_node& operator=(const St_node&) = delete;
+
+    // The n-th child (0 is the first); null past the end.
+    St_node* child(int32_t n) const;
+    int32_t child_count() const;
+    // Appends at the end of the child list; null is ignored. The node must not be in a list.
+    void add_child(St_node* node);
+    // Puts replacement (a single node) where old stood. Old leaves the list, with its own
+    // children, and belongs to the caller again. False when old is not a child.
+    bool replace_child(St_node* old, St_node* replacement);
+    // The first child of the kind, or null.
+    St_node* find_child(int32_t kind) const;
+    // Deep copy of this node and its children, without its siblings.
+    St_node* clone() const;
+
+    void set_text(std::string_view string);
+    void set_binary_text(const void* bytes, int32_t size);
+    void clear_text();
+    bool has_text() const { return text != nullptr; }
+    // The text as a string; empty for none. Binary text comes out as its bytes.
+    std::string_view text_view() const;
+    const char* file_name() const { return file ? file->c_str() : ""; }
+
+    // The integer of INT_CONSTANT, HEX_CONSTANT, OCT_CONSTANT (wrapping to 32 bits),
+    // BOOL_CONSTANT, or of a UNARY_EXPRESSION "-" or "+" over one; 0 for anything else.
+    int32_t int_value() const;
+    // The number of a FLOAT_CONSTANT or of any integer form above; 0 for anything else.
+    double float_value() const;
+    // True only for the text "true".
+    bool bool_value() const;
+
+    // "unknown" for kinds outside the table.
+    static const char* kind_name(int32_t kind);
+
+    // Field order is the order of the binary form.
+    St_node* first_child = nullptr;
+    St_node* next_sibling = nullptr;
+    int32_t kind;
+    char* text = nullptr;  // owned; always followed by a zero byte
+    int32_t text_size = 0;
+    int32_t line = -1;
+    int32_t column = -1;
+    int32_t extra_position = -1;
+    int32_t type_index = -1;
+    File_name file;
+    void* annotation = nullptr;  // for passes; never owned
+
+private:
+    void add_children(std::initializer_list<St_node*> children);
+    void copy_fields_to(St_node& copy) const;
+};
+
+}  // namespace SYNTAX_TREE
+}  // namespace QZ

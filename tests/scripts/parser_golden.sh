@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Parser golden files: every tests/data/parser/NAME.ovl is dumped by vorn_dump_tree (diagnostics,
+# then the tree) and must match tests/data/parser/expected/NAME.txt exactly. Each file is dumped
+# twice, and the two outputs must be the same. Usage: parser_golden.sh BUILD_DIR SOURCE_DIR
+set -u
+
+build_dir=${1:?usage: parser_golden.sh BUILD_DIR SOURCE_DIR}
+source_dir=${2:?usage: parser_golden.sh BUILD_DIR SOURCE_DIR}
+tool="$(cd "$build_dir" 2>/dev/null && pwd)/tools/dump_tree/vorn_dump_tree"
+data="$(cd "$source_dir" && pwd)/tests/data/parser"
+
+if [ ! -x "$tool" ]; then
+  echo "FAIL: $tool is missing; build the target vorn_dump_tree" >&2
+  exit 1
+fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# Runs the tool on one input from inside the data directory, so that messages name the file
+# without a path. Exit codes 0 and 1 are results; anything else is a crash.
+dump() {
+  (cd "$data" && "$tool" "$1") >"$2" 2>"$work/stderr"
+  local status=$?
+  if [ "$status" -gt 1 ]; then
+    echo "FAIL: $1: vorn_dump_tree exited with $status" >&2
+    cat "$work/stderr" >&2
+    return 1
+  fi
+}
+
+failures=0
+count=0
+for input in "$data"/*.ovl; do
+  name=$(basename "$input" .ovl)
+  count=$((count + 1))
+  expected="$data/expected/$name.txt"
+  if ! dump "$name.ovl" "$work/$name.first" || ! dump "$name.ovl" "$work/$name.second"; then
+    failures=$((failures + 1))
+    continue
+  fi
+  if ! cmp -s "$work/$name.first" "$work/$name.second"; then
+    echo "FAIL: $name: two runs gave different output" >&2
+    failures=$((failures + 1))
+    continue
+  fi
+  if [ ! -f "$expected" ]; then
+    echo "FAIL: $name: no expected file $expected" >&2
+    failures=$((failures + 1))
+    continue
+  fi
+  if ! diff -u "$expected" "$work/$name.first"; then
+    echo "FAIL: $name differs from its expected output" >&2
+    failures=$((failures + 1))
+  fi
+done
+
+if [ "$count" -eq 0 ]; then
+  echo "FAIL: no inputs in $data" >&2
+  exit 1
+fi
+echo "$((count - failures)) of $count parser golden files match"
+[ "$failures" -eq 0 ]
