@@ -356,6 +356,10 @@ private:
     Token consume() { return tokens_.consume(trial_depth_ == 0); }
     Token expect(int32_t type, const char* expected);
     size_t scan_type(size_t k);
+    // Cheap look-ahead checks that rule out a trial parse which cannot succeed, so that the
+    // common shapes (function definitions, declaring conditions) cost no failed trial.
+    bool may_be_prototype();
+    bool may_be_variable_declaration(size_t after_name);
     size_t scan_variable_start();
 
     // Errors
@@ -483,6 +487,50 @@ size_t Ovrel_parser::Impl::scan_type(size_t k)
 size_t Ovrel_parser::Impl::scan_variable_start()
 {
     return scan_type(is_storage_word(la_type()) ? 1 : 0);
+}
+
+// `function_header ';'` needs a ';' right after the header's ')': its parameters hold no
+// parentheses, so the first ')' after the first '(' ends it.
+bool Ovrel_parser::Impl::may_be_prototype()
+{
+    size_t k = 0;
+    for (;; ++k) {
+        int32_t type = la_type(k);
+        if (type == TOKEN_LPAREN)
+            break;
+        if (type == TOKEN_SEMICOLON || type == TOKEN_LBRACE || type == TOKEN_RBRACE || type == TOKEN_EOF)
+            return false;
+    }
+    for (++k;; ++k) {
+        int32_t type = la_type(k);
+        if (type == TOKEN_RPAREN)
+            return la_type(k + 1) == TOKEN_SEMICOLON;
+        if (type == TOKEN_SEMICOLON || type == TOKEN_LBRACE || type == TOKEN_RBRACE || type == TOKEN_LPAREN ||
+            type == TOKEN_EOF)
+            return false;
+    }
+}
+
+// A declaration whose name is followed by the constructor form "( ... )" goes on with ',' or
+// ';', or with an annotation block, which starts with '}' or with a call. A function body that
+// starts otherwise rules it out. Other shapes are left to the trial. The look-ahead stays
+// within what any parse of the header reads, so that errors further on are met in order.
+bool Ovrel_parser::Impl::may_be_variable_declaration(size_t after_name)
+{
+    if (la_type(after_name) != TOKEN_LPAREN)
+        return true;
+    size_t k = after_name + 1;
+    for (int32_t depth = 1; depth > 0; ++k) {
+        int32_t type = la_type(k);
+        if (type == TOKEN_EOF || type == TOKEN_SEMICOLON || type == TOKEN_LBRACE || type == TOKEN_RBRACE)
+            return true;
+        depth += type == TOKEN_LPAREN ? 1 : type == TOKEN_RPAREN ? -1 : 0;
+    }
+    int32_t next = la_type(k);
+    if (next != TOKEN_LBRACE)
+        return next == TOKEN_COMMA || next == TOKEN_SEMICOLON;
+    int32_t first = la_type(k + 1);
+    return first == TOKEN_RBRACE || (first == TOKEN_IDENTIFIER && la_type(k + 2) == TOKEN_LPAREN);
 }
 
 void Ovrel_parser::Impl::fail(const char* expected)
@@ -746,16 +794,18 @@ Node_ptr Ovrel_parser::Impl::external_declaration()
     if (in_declaration_range(type) && in_declaration_range(la_type(1))) {
         size_t after_type = scan_variable_start();
         if (after_type && la_type(after_type) == TOKEN_IDENTIFIER) {
-            if (Node_ptr declaration = attempt([this] { return variable_declaration(); }))
-                return declaration;
+            if (may_be_variable_declaration(after_type + 1))
+                if (Node_ptr declaration = attempt([this] { return variable_declaration(); }))
+                    return declaration;
             // No function can go on like this; parse again to report the declaration's error.
             int32_t next = la_type(after_type + 1);
             if (is_storage_word(type) || (next != TOKEN_LPAREN && next != TOKEN_SCOPE))
                 return variable_declaration();
         }
     }
-    if (Node_ptr prototype = attempt([this] { return function_prototype(); }))
-        return prototype;
+    if (may_be_prototype())
+        if (Node_ptr prototype = attempt([this] { return function_prototype(); }))
+            return prototype;
     return function_definition();
 }
 
@@ -1326,7 +1376,9 @@ Node_ptr Ovrel_parser::Impl::while_statement()
 Node_ptr Ovrel_parser::Impl::condition()
 {
     Token first = la();
-    if (Node_ptr value = attempt([this] { return expression(); })) {
+    // A builtin type word followed by a name starts no expression.
+    bool declares = is_builtin_type(la_type()) && la_type(1) == TOKEN_IDENTIFIER;
+    if (Node_ptr value = declares ? nullptr : attempt([this] { return expression(); })) {
         Node_ptr result = make(SYNTAX_TREE::NODE_CONDITION, first, "expression");
         result->add_child(value.release());
         return result;

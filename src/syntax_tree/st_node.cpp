@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "system/block_pool.h"
+
 namespace QZ {
 namespace SYNTAX_TREE {
 
@@ -87,12 +89,39 @@ const char* const node_kind_names[NODE_KIND_COUNT] = {
     "NO_OP",
 };
 
+using Node_pool = SYSTEM::Block_pool<sizeof(St_node)>;
+
+// Texts carry one byte in front that says where they came from: most are short names and
+// numbers, which come from a pool of small blocks.
+constexpr size_t SMALL_TEXT_BLOCK = 32;
+using Text_pool = SYSTEM::Block_pool<SMALL_TEXT_BLOCK>;
+enum Text_origin : char { TEXT_FROM_HEAP = 0, TEXT_FROM_POOL = 1 };
+
 char* copy_bytes(const void* bytes, size_t size)
 {
-    char* copy = new char[size + 1];
+    char* block;
+    if (size + 2 <= SMALL_TEXT_BLOCK) {
+        block = static_cast<char*>(Text_pool::allocate());
+        block[0] = TEXT_FROM_POOL;
+    } else {
+        block = new char[size + 2];
+        block[0] = TEXT_FROM_HEAP;
+    }
+    char* copy = block + 1;
     std::memcpy(copy, bytes, size);
     copy[size] = '\0';
     return copy;
+}
+
+void free_text(char* text)
+{
+    if (!text)
+        return;
+    char* block = text - 1;
+    if (block[0] == TEXT_FROM_POOL)
+        Text_pool::release(block);
+    else
+        delete[] block;
 }
 
 // Digits in the given base, up to the first character that is none (a suffix such as "L").
@@ -147,9 +176,22 @@ St_node::St_node(int32_t kind_, File_name file_, int32_t line_, int32_t column_,
         set_binary_text(text_, text_size_);
 }
 
+void* St_node::operator new(size_t size)
+{
+    return size == sizeof(St_node) ? Node_pool::allocate() : ::operator new(size);
+}
+
+void St_node::operator delete(void* node, size_t size)
+{
+    if (size == sizeof(St_node))
+        Node_pool::release(node);
+    else
+        ::operator delete(node);
+}
+
 St_node::~St_node()
 {
-    delete[] text;
+    free_text(text);
     if (!first_child && !next_sibling)
         return;
     // Unlink before deleting, so that no destructor below sees a link and recurses.
@@ -274,14 +316,14 @@ St_node* St_node::clone() const
 
 void St_node::set_text(std::string_view string)
 {
-    delete[] text;
+    free_text(text);
     text = copy_bytes(string.data(), string.size());
     text_size = -1;
 }
 
 void St_node::set_binary_text(const void* bytes, int32_t size)
 {
-    delete[] text;
+    free_text(text);
     text = nullptr;
     text_size = 0;
     if (size <= 0 || !bytes)
@@ -292,7 +334,7 @@ void St_node::set_binary_text(const void* bytes, int32_t size)
 
 void St_node::clear_text()
 {
-    delete[] text;
+    free_text(text);
     text = nullptr;
     text_size = 0;
 }

@@ -111,6 +111,10 @@ public:
     St_node(const St_node&) = delete;
     St_node& operator=(const St_node&) = delete;
 
+    // Nodes come from a pool: a parse makes and frees them by the hundred thousand.
+    static void* operator new(size_t size);
+    static void operator delete(void* node, size_t size);
+
     // The n-th child (0 is the first); null past the end.
     St_node* child(int32_t n) const;
     int32_t child_count() const;
