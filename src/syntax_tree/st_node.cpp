@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "serial/serializer.h"
 #include "system/block_pool.h"
 
 namespace QZ {
@@ -405,6 +406,117 @@ const char* St_node::kind_name(int32_t kind)
     if (kind < 0 || kind >= NODE_KIND_COUNT)
         return "unknown";
     return node_kind_names[kind];
+}
+
+// Serialization
+
+namespace {
+
+enum Written_flags : uint8_t { HAS_SIBLING = 1, HAS_CHILD = 2 };
+
+void write_header(const St_node& node, SERIAL::Serializer& out)
+{
+    out.write_uint8(uint8_t((node.next_sibling ? HAS_SIBLING : 0) | (node.first_child ? HAS_CHILD : 0)));
+    out.write_uint8(uint8_t(node.kind));
+    out.write_sint32(node.type_index);
+    out.write_string(node.file_name());
+    int32_t length = node.text ? node.text_size : 0;
+    out.write_sint32(length);
+    if (length >= 0) {
+        for (int32_t i = 0; i < length; ++i)
+            out.write_sint32(int32_t(int8_t(node.text[i])));
+    } else {
+        out.write_string(node.text);
+    }
+    out.write_sint32(node.column);
+    out.write_sint32(node.extra_position);
+    out.write_sint32(node.line);
+}
+
+// Reads one node's own fields; returns its flags. File names repeat from node to node, so a
+// name equal to the previous one shares its string.
+uint8_t read_header(St_node& node, SERIAL::Deserializer& in, File_name& last_file)
+{
+    uint8_t flags = 0, kind = 0;
+    in.read_uint8(&flags);
+    in.read_uint8(&kind);
+    node.kind = kind;
+    in.read_sint32(&node.type_index);
+    char* file = nullptr;
+    in.read_string(&file);
+    std::string_view file_text = file ? std::string_view(file) : std::string_view();
+    if (!last_file || *last_file != file_text)
+        last_file = make_file_name(file_text);
+    node.file = last_file;
+    delete[] file;
+    int32_t length = 0;
+    in.read_sint32(&length);
+    if (length > 0) {
+        // Each byte came as a 32-bit value; a length past what the stream holds is cut short.
+        uint64_t room = in.bytes_remaining() / 4;
+        if (uint64_t(length) > room)
+            length = int32_t(room);
+        std::string bytes(size_t(length), '\0');
+        for (int32_t i = 0; i < length; ++i) {
+            int32_t byte = 0;
+            in.read_sint32(&byte);
+            bytes[size_t(i)] = char(byte);
+        }
+        if (length > 0)
+            node.set_binary_text(bytes.data(), length);
+    } else if (length < 0) {
+        char* text = nullptr;
+        in.read_string(&text);
+        node.set_text(text ? text : "");
+        delete[] text;
+    }
+    in.read_sint32(&node.column);
+    in.read_sint32(&node.extra_position);
+    in.read_sint32(&node.line);
+    return flags;
+}
+
+}  // namespace
+
+SERIAL::Class_id St_node::get_class_id() const { return SERIAL::class_id_of("_StN"); }
+
+void St_node::serialize(SERIAL::Serializer& out) const
+{
+    // The sibling chain of a node comes before its children.
+    std::vector<const St_node*> pending{this};
+    while (!pending.empty()) {
+        const St_node* node = pending.back();
+        pending.pop_back();
+        write_header(*node, out);
+        if (node->first_child)
+            pending.push_back(node->first_child);
+        if (node->next_sibling)
+            pending.push_back(node->next_sibling);
+    }
+}
+
+void St_node::deserialize(SERIAL::Deserializer& in)
+{
+    File_name last_file;
+    // Links still to be filled, the top one first: a node's sibling link lies above its child
+    // link, so the whole sibling chain is read before the children.
+    std::vector<St_node**> pending;
+    auto read_into = [&](St_node& node) {
+        uint8_t flags = read_header(node, in, last_file);
+        if (!in.good())
+            return;
+        if (flags & HAS_CHILD)
+            pending.push_back(&node.first_child);
+        if (flags & HAS_SIBLING)
+            pending.push_back(&node.next_sibling);
+    };
+    read_into(*this);
+    while (!pending.empty() && in.good()) {
+        St_node** link = pending.back();
+        pending.pop_back();
+        *link = new St_node(NODE_NO_OP, File_name());
+        read_into(**link);
+    }
 }
 
 }  // namespace SYNTAX_TREE

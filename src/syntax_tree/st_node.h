@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "serial/serializable.h"
+
 namespace QZ {
 namespace SYNTAX_TREE {
 
@@ -96,7 +98,7 @@ using File_name = std::shared_ptr<const std::string>;
 
 File_name make_file_name(std::string_view name);
 
-class St_node {
+class St_node : public SERIAL::Serializable {
 public:
     // Children given as null are skipped, so optional parts can be passed as they are.
     St_node(int32_t kind, File_name file, std::initializer_list<St_node*> children = {});
@@ -106,7 +108,14 @@ public:
     St_node(int32_t kind, File_name file, int32_t line, int32_t column, const char* text, int32_t text_size,
             int32_t extra_position);
     // Destroys the children and the rest of the sibling chain, without recursion.
-    ~St_node();
+    ~St_node() override;
+
+    // The written form: this node, then its whole sibling chain, then its children, each node
+    // as flags, kind, type index, file, text and position. Written and read without recursion.
+    SERIAL::Class_id get_class_id() const override;
+    void serialize(SERIAL::Serializer& out) const override;
+    // Reads into an empty node; a stream that fails leaves what was read so far.
+    void deserialize(SERIAL::Deserializer& in) override;
 
     St_node(const St_node&) = delete;
     St_node& operator=(const St_node&) = delete;
