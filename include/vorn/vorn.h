@@ -123,6 +123,59 @@ protected:
     ~IGenerated_shader() = default;
 };
 
+/* A node of a unit's syntax tree. Kinds are the node kinds of the language, but for 56 and 57,
+ * which trade places; 72 and above read as 72. A tree wrapper must not outlive its unit. */
+class ISyntax_tree : public Interface {
+public:
+    virtual int32_t get_kind() = 0;
+    /* -1 for a text value, 0 for none, else the number of bytes of a binary value. */
+    virtual int32_t get_value_length() = 0;
+    virtual const void* get_value() = 0;
+    virtual IType* get_type() = 0;
+    virtual bool get_value_as_bool() = 0;
+    virtual int32_t get_value_as_int() = 0;
+    virtual double get_value_as_float() = 0;
+    virtual const char* get_value_as_text() = 0;
+    virtual int32_t get_child_count() = 0;
+    /* The child's wrapper, retained; an index past the end ends the process. */
+    virtual ISyntax_tree* get_child(int32_t index) = 0;
+    virtual Interface* get_declaration() = 0;
+    virtual void add_child(ISyntax_tree* child) = 0;
+    virtual void set_value(int32_t length, const void* bytes) = 0;
+    virtual void set_value_bool(bool value) = 0;
+    virtual void set_value_int(int32_t value) = 0;
+    virtual void set_value_float(double value) = 0;
+    virtual void set_value_text(const char* text) = 0;
+
+protected:
+    ~ISyntax_tree() = default;
+};
+
+/* Names of the node kinds as get_kind reports them, for printing. */
+inline const char* syntax_tree_kind_name(int32_t kind)
+{
+    static const char* const names[] = {
+        "DECLARATION_LIST", "IDENTIFIER", "INIT_IDENTIFIER_LIST", "INIT_IDENTIFIER", "ARRAY_SPECIFIER",
+        "ARRAY_INITIALIZER", "FUNCTION_DECLARATION", "FUNCTION_DECLARATOR", "FUNCTION_PARAMETER_LIST",
+        "FUNCTION_PARAMETER", "PARAMETER_QUALIFIER", "FUNCTION_DEFINITION", "VARIABLE_DECLARATION",
+        "VARIABLE_SPECIFIERS", "STORAGE_CLASS_SPECIFIER", "SIMPLE_TYPE_SPECIFIER", "NESTED_TYPE_SPECIFIER",
+        "CLASS_DECLARATION", "CLASS_MEMBER_DECLARATION_BLOCK_LIST", "CLASS_MEMBER_DECLARATION_BLOCK",
+        "CLASS_PARENT_SPECIFIER", "STATEMENT_BLOCK", "CONDITION_STATEMENT", "CONDITION", "EXPRESSION_STATEMENT",
+        "DO_STATEMENT", "WHILE_STATEMENT", "FOR_STATEMENT", "FOREACH_STATEMENT", "JUMP_STATEMENT", "FOR_INIT",
+        "FOR_CONDITION", "FOR_EXPRESSION", "EXPRESSION_LIST", "ASSIGNMENT_EXPRESSION", "CONDITIONAL_EXPRESSION",
+        "OR_EXPRESSION", "XOR_EXPRESSION", "AND_EXPRESSION", "EQUALITY_EXPRESSION", "RELATIONAL_EXPRESSION",
+        "ADDITIVE_EXPRESSION", "MULTIPLICATIVE_EXPRESSION", "CAST_EXPRESSION", "PRE_INCREMENT_EXPRESSION",
+        "PRE_DECREMENT_EXPRESSION", "UNARY_EXPRESSION", "POST_INCREMENT_EXPRESSION", "POST_DECREMENT_EXPRESSION",
+        "CLASS_MEMBER_REF_EXPRESSION", "ARRAY_INDEX_EXPRESSION", "FUNCTION_CALL_EXPRESSION",
+        "METHOD_CALL_EXPRESSION", "CONSTRUCTOR_CALL_EXPRESSION", "FUNCTION_CALL_PARAMETERS", "INT_CONSTANT",
+        "OCT_CONSTANT", "HEX_CONSTANT", "FLOAT_CONSTANT", "BOOL_CONSTANT", "STRING_CONSTANT", "VARIABLE_ID",
+        "MEMBER_VARIABLE_ID", "STATE_VARIABLE_REFERENCE", "STATE_FUNCTION_REFERENCE", "ENUM_DECLARATION",
+        "ENUM_MEMBER", "SWITCH_STATEMENT", "SWITCH_CASE", "SWITCH_DEFAULT", "ANNOTATION_BLOCK",
+        "IMPORT_DECLARATION", "NO_OP",
+    };
+    return kind >= 0 && kind < 73 ? names[kind] : "unknown";
+}
+
 /* A checked compilation unit. */
 class ICompilation_unit : public Interface {
 public:

@@ -2,7 +2,10 @@
 
 #include "compiler/mod_compiler.h"
 #include "host/compiler_facade.h"
+#include "host/tree_facade.h"
+#include "host/generated_shader_wrapper.h"
 #include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/st_node.h"
 
 namespace QZ {
 namespace HOST {
@@ -12,9 +15,8 @@ vorn::IGenerated_shader* Compilation_unit_wrapper::generate(const char* target, 
     COMPILER::Compile_options record;
     if (auto* wrapper = dynamic_cast<Compiler_options_wrapper*>(options))
         record = wrapper->options();
-    // Generators arrive with the back ends; until then no target answers.
-    COMPILER::mod_compiler->generate_shader(unit_.get(), target, record);
-    return nullptr;
+    BACK12::Generated_shader* shader = COMPILER::mod_compiler->generate_shader(unit_.get(), target, record);
+    return shader ? new Generated_shader_wrapper(shader) : nullptr;
 }
 
 uint32_t Compilation_unit_wrapper::get_import_count() { return static_cast<uint32_t>(unit_->import_count()); }
@@ -47,7 +49,12 @@ vorn::IType* Compilation_unit_wrapper::get_type(int32_t) { return nullptr; }
 
 uint32_t Compilation_unit_wrapper::get_function_count() { return static_cast<uint32_t>(unit_->function_count()); }
 
-vorn::ISyntax_tree* Compilation_unit_wrapper::get_function(uint32_t) { return nullptr; }
+vorn::ISyntax_tree* Compilation_unit_wrapper::get_function(uint32_t index)
+{
+    if (index >= get_function_count())
+        return nullptr;
+    return new Syntax_tree_wrapper(unit_->function_at(static_cast<int32_t>(index)), unit_);
+}
 
 uint32_t Compilation_unit_wrapper::get_shader_count() { return static_cast<uint32_t>(unit_->shader_count()); }
 
@@ -58,11 +65,17 @@ const char* Compilation_unit_wrapper::get_shader_name(uint32_t index)
     return unit_->shader_at(static_cast<int32_t>(index))->name.c_str();
 }
 
-vorn::ISyntax_tree* Compilation_unit_wrapper::get_shader(uint32_t) { return nullptr; }
+vorn::ISyntax_tree* Compilation_unit_wrapper::get_shader(uint32_t index)
+{
+    if (index >= get_shader_count())
+        return nullptr;
+    return new Syntax_tree_wrapper(unit_->shader_at(static_cast<int32_t>(index))->class_node, unit_);
+}
 
 // Node classes come with the graph interfaces.
 vorn::IVelar_node_class* Compilation_unit_wrapper::get_node_class(const char*) { return nullptr; }
 
+// Free-standing nodes need an owner in the unit; they come with the rest of the tree interfaces.
 vorn::ISyntax_tree* Compilation_unit_wrapper::create_tree_node(int32_t) { return nullptr; }
 
 // The binary file comes with its own reader and writer.

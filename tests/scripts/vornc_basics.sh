@@ -17,6 +17,17 @@ check "missing directories are marked" "grep -qx \"$tmp/none (missing)\" <<<\"\$
 check "empty entries are skipped" "[ \$(wc -l <<<\"\$out\") -eq 2 ]"
 out=$("$vornc" paths); check "default path ends in the library's shaders folder" "grep -q '/shaders\$' <<<\"\$out\""
 
+printf 'shader S { input: Color c; output: Color result;\nvoid main() { result = c * 0.5; } };\n' > "$tmp/good.ovl"
+printf 'shader S { output: Color result;\nvoid main() { result = d; } };\n' > "$tmp/bad.ovl"
+out=$("$vornc" check "$tmp/good.ovl" 2>&1); check "check of a good file exits 0 quietly" "[ $? -eq 0 ] && [ -z \"\$out\" ]"
+err=$("$vornc" check "$tmp/good.ovl" "$tmp/bad.ovl" 2>&1 >/dev/null); status=$?
+check "check of a bad file exits 1" "[ $status -eq 1 ]"
+check "check prints the diagnostic as the table has it" "grep -qx \"Error in file '$tmp/bad.ovl' line 2: unknown variable: \\\"d\\\"\" <<<\"\$err\""
+out=$("$vornc" check "$tmp/bad.ovl" 2>/dev/null); check "check prints nothing on standard output" "[ -z \"\$out\" ]"
+out=$("$vornc" --path "$tmp" check good.ovl 2>&1); check "check finds files through --path" "[ $? -eq 0 ]"
+out=$("$vornc" dump-tree "$tmp/good.ovl"); check "dump-tree prints the shader's tree" "grep -q '^CLASS_DECLARATION \"shader\"' <<<\"\$out\" && grep -q '^        STATEMENT_BLOCK' <<<\"\$out\""
+"$vornc" check 2>/dev/null; check "check without files exits 2" "[ $? -eq 2 ]"
+
 "$vornc" frobnicate 2>/dev/null; check "unknown command exits 2" "[ $? -eq 2 ]"
 "$vornc" 2>/dev/null; check "no command exits 2" "[ $? -eq 2 ]"
 "$vornc" --path 2>/dev/null; check "--path without a value exits 2" "[ $? -eq 2 ]"

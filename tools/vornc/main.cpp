@@ -18,6 +18,7 @@ const char* const usage_text =
     "Commands:\n"
     "  check FILE...     compile each file and print its diagnostics on standard error;\n"
     "                    exit status 1 if any file has one\n"
+    "  dump-tree FILE    compile a file and print the trees of its shaders and functions\n"
     "  paths             print the shader search path, one directory per line\n"
     "\n"
     "Options:\n"
@@ -144,6 +145,60 @@ int command_check(vorn::IVorn* root, const Arguments& arguments)
 }
 
 // Returns an exit status when the arguments settle the run by themselves, -1 to go on.
+// One node a line, indented two blanks a level, with its value; no recursion, so a long
+// statement list prints like any other.
+void print_tree(vorn::ISyntax_tree* root)
+{
+    struct Entry {
+        vorn::ISyntax_tree* node;
+        int depth;
+    };
+    std::vector<Entry> pending{{root, 0}};
+    root->retain();
+    while (!pending.empty()) {
+        Entry entry = pending.back();
+        pending.pop_back();
+        const char* value = entry.node->get_value_as_text();
+        std::printf("%*s%s", entry.depth * 2, "", vorn::syntax_tree_kind_name(entry.node->get_kind()));
+        if (value)
+            std::printf(" \"%s\"", value);
+        std::printf("\n");
+        for (int32_t i = entry.node->get_child_count(); i-- > 0;)
+            pending.push_back({entry.node->get_child(i), entry.depth + 1});
+        entry.node->release();
+    }
+}
+
+int command_dump_tree(vorn::IVorn* root, const Arguments& arguments)
+{
+    if (arguments.rest.size() != 1) {
+        std::fprintf(stderr, "vornc: dump-tree needs one file\n");
+        return 2;
+    }
+    vorn::IVorn_compiler* compiler = get_compiler(root);
+    if (!compiler)
+        return 1;
+    vorn::ICompiler_errors* errors = compiler->create_errors();
+    vorn::ICompilation_unit* unit = compiler->compile_file(arguments.rest[0].c_str(), errors);
+    print_diagnostics(errors);
+    errors->release();
+    compiler->release();
+    if (!unit)
+        return 1;
+    for (uint32_t i = 0; i < unit->get_shader_count(); ++i) {
+        vorn::ISyntax_tree* tree = unit->get_shader(i);
+        print_tree(tree);
+        tree->release();
+    }
+    for (uint32_t i = 0; i < unit->get_function_count(); ++i) {
+        vorn::ISyntax_tree* tree = unit->get_function(i);
+        print_tree(tree);
+        tree->release();
+    }
+    unit->release();
+    return 0;
+}
+
 int parse_arguments(int argc, char** argv, Arguments& arguments)
 {
     for (int i = 1; i < argc; ++i) {
@@ -198,7 +253,9 @@ int main(int argc, char** argv)
     root->set_shader_path(arguments.path_given ? arguments.path.c_str() : default_shader_path().c_str());
 
     int status;
-    if (arguments.command == "check") {
+    if (arguments.command == "dump-tree") {
+        status = command_dump_tree(root, arguments);
+    } else if (arguments.command == "check") {
         status = command_check(root, arguments);
     } else if (arguments.command == "paths") {
         status = command_paths(arguments);
