@@ -5,10 +5,16 @@ cd "$(dirname "$0")/.."
 
 scripts/setup.sh
 cmake -S . -B build -G Ninja >/dev/null
-cmake --build build -j "$(nproc)" --target vornc
+cmake --build build -j "$(nproc)" --target vornc vorn
 
 vornc=build/vornc
 echo "== vornc --version"
 "$vornc" --version
 echo "== vornc paths"
 "$vornc" paths
+for example in examples/*.ovl; do
+  echo "== vornc check $example"
+  "$vornc" check "$example" && echo "no diagnostics"
+done
+echo "== vornc dump-tree examples/rim.ovl (first lines)"
+"$vornc" dump-tree examples/rim.ovl | head -n 20
