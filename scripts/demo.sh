@@ -17,4 +17,5 @@ for example in examples/*.ovl; do
   "$vornc" check "$example" && echo "no diagnostics"
 done
 echo "== vornc dump-tree examples/rim.ovl (first lines)"
-"$vornc" dump-tree examples/rim.ovl | head -n 20
+tree=$("$vornc" dump-tree examples/rim.ovl)
+head -n 20 <<<"$tree"
