@@ -6,6 +6,7 @@
 #include "syntax_tree/diagnostics.h"
 #include "syntax_tree/prelude_symbols.h"
 #include "syntax_tree/st_node.h"
+#include "system/growth.h"
 
 namespace QZ {
 namespace SYNTAX_TREE {
@@ -25,6 +26,20 @@ void Compilation_unit::set_tree(St_node* list)
     shader_positions_.clear();
     shaders_linked_ = false;
     tree_.reset(list);
+}
+
+// The unit's vectors grow by the library's rule, three halves at a time.
+
+void Compilation_unit::add_global_declaration(St_node* node)
+{
+    SYSTEM::reserve_for_one_more(global_declarations_);
+    global_declarations_.push_back(node);
+}
+
+void Compilation_unit::add_function(St_node* node)
+{
+    SYSTEM::reserve_for_one_more(functions_);
+    functions_.push_back(node);
 }
 
 St_node* Compilation_unit::function_at(int32_t index) const
@@ -49,6 +64,7 @@ Shader_declaration* Compilation_unit::add_shader(std::unique_ptr<Shader_declarat
 {
     if (!shader_positions_.find(shader->name))
         shader_positions_.insert(shader->name) = shader_count();
+    SYSTEM::reserve_for_one_more(shaders_);
     shaders_.push_back(std::move(shader));
     return shaders_.back().get();
 }
@@ -73,6 +89,7 @@ int32_t Compilation_unit::add_named_type(std::unique_ptr<Named_type> type)
         return -1;
     int32_t position = named_type_count();
     named_type_positions_.insert(name) = position;
+    SYSTEM::reserve_for_one_more(named_types_);
     named_types_.push_back(std::move(type));
     return position;
 }
@@ -95,6 +112,7 @@ int32_t Compilation_unit::add_enum(std::unique_ptr<Enum_type> type)
         return -1;
     int32_t position = enum_count();
     enum_positions_.insert(name) = position;
+    SYSTEM::reserve_for_one_more(enums_);
     enums_.push_back(std::move(type));
     return position;
 }
@@ -223,6 +241,7 @@ int32_t Compilation_unit::add_type(std::unique_ptr<Type> type)
         if (!own_type_indices_.find(key) && prelude_->lookup_type(key) < 0)
             own_type_indices_.insert(key) = index;
     }
+    SYSTEM::reserve_for_one_more(own_types_);
     own_types_.push_back(std::move(type));
     return index;
 }
@@ -245,12 +264,19 @@ void Compilation_unit::add_import(const std::string& name, std::shared_ptr<Compi
     for (const Import& import : imports_)
         if (import.name == name)
             return;
+    SYSTEM::reserve_for_one_more(imports_);
     imports_.push_back(Import{name, std::move(unit)});
+}
+
+void Compilation_unit::add_error(const Error_record& error)
+{
+    SYSTEM::reserve_for_one_more(errors_);
+    errors_.push_back(error);
 }
 
 void Compilation_unit::add_error(const St_node& node, uint32_t number, std::string_view text, int32_t value)
 {
-    errors_.push_back(make_error(node, number, text, value));
+    add_error(make_error(node, number, text, value));
 }
 
 // Shader links

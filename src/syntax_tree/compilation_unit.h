@@ -89,11 +89,11 @@ public:
     // Declarations in source order: VARIABLE_DECLARATION nodes at file level, and
     // FUNCTION_DECLARATION and FUNCTION_DEFINITION nodes of file-level functions.
     const std::vector<St_node*>& global_declarations() const { return global_declarations_; }
-    void add_global_declaration(St_node* node) { global_declarations_.push_back(node); }
+    void add_global_declaration(St_node* node);
     int32_t function_count() const { return int32_t(functions_.size()); }
     St_node* function_at(int32_t index) const;
     const std::vector<St_node*>& functions() const { return functions_; }
-    void add_function(St_node* node) { functions_.push_back(node); }
+    void add_function(St_node* node);
 
     // Shader declarations in order of appearance. A second shader of a name is kept in the
     // order, but find_shader finds the first.
@@ -147,7 +147,7 @@ public:
     void add_import(const std::string& name, std::shared_ptr<Compilation_unit> unit);
 
     // Errors in the order they were found; a unit with errors is not passed on.
-    void add_error(const Error_record& error) { errors_.push_back(error); }
+    void add_error(const Error_record& error);
     void add_error(const St_node& node, uint32_t number, std::string_view text = {}, int32_t value = 0);
     uint32_t error_count() const { return uint32_t(errors_.size()); }
     const Error_list& errors() const { return errors_; }

@@ -388,7 +388,7 @@ St_node* Tree_traverser_prepass::visit_function_definition(St_node* node)
     if (current_shader_) {
         add_method(*current_shader_, node, method_name, true);
     } else if (qualified) {
-        add_method(*owner, node, method_name, true);
+        add_method(*owner, node, method_name, false);
     } else {
         const St_node* declaration = node->find_child(NODE_FUNCTION_DECLARATION);
         const St_node* declarator = declaration ? declaration->find_child(NODE_FUNCTION_DECLARATOR) : nullptr;

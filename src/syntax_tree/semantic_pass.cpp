@@ -285,14 +285,18 @@ void Tree_traverser_semantic_pass::declare_global_variables(St_node* declaration
     for (St_node* name = list ? list->first_child : nullptr; name; name = name->next_sibling) {
         if (name->kind != NODE_INIT_IDENTIFIER)
             continue;
-        uint32_t array_size = declared_array_size(*name, foreign_ ? nullptr : &unit_);
-        int32_t type = base;
-        if (base >= 0 && array_size != 1)
-            type = unit_.find_type(std::string(unit_.type_name(base)), array_size);
-        declare_local(name, type);
+        declare_local(name, name_type(base, *name));
     }
     if (foreign)
         --foreign_;
+}
+
+int32_t Tree_traverser_semantic_pass::name_type(int32_t base, const St_node& name)
+{
+    uint32_t array_size = declared_array_size(name, foreign_ ? nullptr : &unit_);
+    if (base < 0 || array_size == 1)
+        return base;
+    return unit_.find_type(std::string(unit_.type_name(base)), array_size);
 }
 
 void Tree_traverser_semantic_pass::check_initializers(St_node* declaration)
@@ -672,10 +676,7 @@ St_node* Tree_traverser_semantic_pass::visit_variable_declaration(St_node* node)
     for (St_node* name = list ? list->first_child : nullptr; name; name = name->next_sibling) {
         if (name->kind != NODE_INIT_IDENTIFIER)
             continue;
-        uint32_t array_size = declared_array_size(*name, &unit_);
-        int32_t type = base;
-        if (base >= 0 && array_size != 1)
-            type = unit_.find_type(std::string(unit_.type_name(base)), array_size);
+        int32_t type = name_type(base, *name);
         declare_local(name, type);
         initialize(name, specifier, type);
     }

@@ -107,6 +107,8 @@ private:
     void check_unit_bodies();
     void check_shader(Shader_declaration& shader);
     void declare_global_variables(St_node* declaration, bool foreign);
+    // The type of one declared name: the declaration's base type in the name's array size.
+    int32_t name_type(int32_t base, const St_node& name);
     void check_initializers(St_node* declaration);
     void declare_function_header(St_node* declaration, const std::string& name, bool foreign);
     void walk_function(St_node* definition);

@@ -29,10 +29,19 @@ St_node* Tree_traverser_base::visit_child(St_node* parent, St_node* child)
 
 void Tree_traverser_base::traverse(St_node* node)
 {
-    // Siblings are iterated, so only nesting costs stack.
-    for (St_node* child = node->first_child; child;) {
-        child = visit_child(node, child);
-        child = child->next_sibling;
+    // Siblings are iterated, so only nesting costs stack; the link to the current child is
+    // kept, so a replacement costs no search through the list.
+    for (St_node** link = &node->first_child; *link;) {
+        St_node* child = *link;
+        St_node* replacement = visit(child);
+        if (replacement) {
+            replacement->next_sibling = child->next_sibling;
+            child->next_sibling = nullptr;
+            *link = replacement;
+            delete child;
+            child = replacement;
+        }
+        link = &child->next_sibling;
     }
 }
 

@@ -1,0 +1,345 @@
+// The declaration pass: what it sorts into the unit, and how it rewrites shader code.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "front12/ovrel_parser.h"
+#include "passes_support.h"
+#include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/prelude_symbols.h"
+#include "syntax_tree/prepass.h"
+#include "syntax_tree/st_node.h"
+#include "syntax_tree/tree_printer.h"
+
+namespace {
+
+using namespace QZ::SYNTAX_TREE;
+using passes_test::compile;
+using passes_test::find_node;
+
+struct Prepassed {
+    std::unique_ptr<Compilation_unit> unit;
+    std::vector<uint32_t> numbers;
+};
+
+// The prepass and the shader links alone.
+Prepassed prepass(const std::string& text, Tree_traverser_prepass::Import_resolver resolver = {})
+{
+    Prepassed result;
+    auto parsed = QZ::FRONT12::parse_text(text, "test.ovl");
+    EXPECT_TRUE(parsed.errors.empty());
+    result.unit = std::make_unique<Compilation_unit>(passes_test::test_prelude());
+    result.unit->set_tree(parsed.tree.release());
+    Tree_traverser_prepass(*result.unit, std::move(resolver)).run();
+    result.unit->link_shaders();
+    for (const Error_record& error : result.unit->errors())
+        result.numbers.push_back(error.number);
+    return result;
+}
+
+int32_t reference_index(const St_node* node)
+{
+    int32_t index = -1;
+    if (node && node->text_size == 4)
+        std::memcpy(&index, node->text, 4);
+    return index;
+}
+
+int32_t enum_value(const Compilation_unit& unit, const std::string& name)
+{
+    Enum_value value;
+    return unit.find_enum_value(name, &value) ? value.value : -999;
+}
+
+TEST(Prepass, EnumsNumberOnFromTheLastValue)
+{
+    auto p = prepass("enum E { A, B = 5, C, D = 0x10, F = 017, G };\nenum E2 { A };");
+    EXPECT_EQ(enum_value(*p.unit, "A"), 0);
+    EXPECT_EQ(enum_value(*p.unit, "B"), 5);
+    EXPECT_EQ(enum_value(*p.unit, "C"), 6);
+    EXPECT_EQ(enum_value(*p.unit, "D"), 16);
+    EXPECT_EQ(enum_value(*p.unit, "F"), 15);
+    EXPECT_EQ(enum_value(*p.unit, "G"), 16);
+    EXPECT_EQ(p.numbers, std::vector<uint32_t>{33});
+    // The enum is an Int named type as well, and holds its values.
+    ASSERT_GE(p.unit->find_enum("E"), 0);
+    EXPECT_EQ(p.unit->enum_at(p.unit->find_enum("E"))->values().size(), 6u);
+    const Named_type* named = p.unit->named_type_at(p.unit->find_named_type("E"));
+    ASSERT_NE(named, nullptr);
+    EXPECT_EQ(named->code(), TYPE_INT32);
+}
+
+TEST(Prepass, FailedEnumValueCountsAsZero)
+{
+    auto p = prepass("enum E { A = 4, B = 2.5, C };");
+    EXPECT_EQ(p.numbers, std::vector<uint32_t>{31});
+    EXPECT_EQ(enum_value(*p.unit, "B"), 0);
+    EXPECT_EQ(enum_value(*p.unit, "C"), 1);
+}
+
+TEST(Prepass, ShaderEnumsAndStructsAreScoped)
+{
+    auto p = prepass("enum Mode { A };\nshader S { enum Mode { A, B }; struct Inner { Int x; }; output: Int r; void main() { } };");
+    EXPECT_TRUE(p.numbers.empty());
+    EXPECT_EQ(enum_value(*p.unit, "S::B"), 1);
+    EXPECT_GE(p.unit->find_named_type("S::Mode"), 0);
+    EXPECT_GE(p.unit->find_named_type("S::Inner"), 0);
+    EXPECT_EQ(p.unit->find_shader("S")->local_types, (std::vector<std::string>{"S::Mode", "S::Inner"}));
+}
+
+TEST(Prepass, UnionDeclaresNothing)
+{
+    auto p = prepass("union U { Int a; Unknown b; };");
+    EXPECT_TRUE(p.numbers.empty());
+    EXPECT_EQ(p.unit->named_type_count(), 0);
+    EXPECT_EQ(p.unit->find_type("U"), -1);
+}
+
+TEST(Prepass, StructMembersKeepNameTypeAndArraySize)
+{
+    auto p = prepass("struct P { Vector3 at; Scalar w[4], v[]; Ray ray; };\nclass Q { P p; };");
+    EXPECT_TRUE(p.numbers.empty());
+    const Named_type* type = p.unit->named_type_at(p.unit->find_named_type("P"));
+    ASSERT_NE(type, nullptr);
+    EXPECT_EQ(type->code(), TYPE_STRUCT);
+    const Type* at = type->find_member("at");
+    const Type* w = type->find_member("w");
+    const Type* v = type->find_member("v");
+    const Type* ray = type->find_member("ray");
+    ASSERT_TRUE(at && w && v && ray);
+    EXPECT_EQ(at->code(), TYPE_VECTOR3);
+    EXPECT_EQ(w->array_size(), 4u);
+    EXPECT_EQ(v->array_size(), 0u);
+    EXPECT_STREQ(ray->type_name_text(), "Ray");
+    EXPECT_EQ(p.unit->named_type_at(p.unit->find_named_type("Q"))->find_member("p")->code(), TYPE_STRUCT);
+}
+
+TEST(Prepass, PublicLabelInAShaderIsAnUnknownBlock)
+{
+    auto p = prepass("shader S { public: Int x; };");
+    ASSERT_EQ(p.numbers, std::vector<uint32_t>{49});
+    EXPECT_EQ(p.unit->errors()[0].text, "public");
+    // In a struct a label means nothing.
+    EXPECT_TRUE(prepass("struct T { public: Int x; private: Int y; };").numbers.empty());
+}
+
+TEST(Prepass, UnnamedStructIsRejected)
+{
+    // The grammar always names a class; a tree built by other code may not.
+    Compilation_unit unit(passes_test::test_prelude());
+    File_name file = make_file_name("built.ovl");
+    unit.set_tree(new St_node(NODE_DECLARATION_LIST, file,
+                              {new St_node(NODE_CLASS_DECLARATION, file, "struct",
+                                           {new St_node(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST, file)}),
+                               new St_node(NODE_CLASS_DECLARATION, file, "shader")}));
+    Tree_traverser_prepass(unit).run();
+    ASSERT_EQ(unit.error_count(), 2u);
+    EXPECT_EQ(unit.errors()[0].number, 16u);
+    EXPECT_EQ(unit.errors()[1].number, 16u);
+}
+
+TEST(Prepass, SortsDeclarationsIntoTheUnit)
+{
+    auto p = prepass(
+        "Int g;\n"
+        "Scalar proto(Scalar x);\n"
+        "shader S { input: Scalar a, b; output: Color r;\n"
+        "  Scalar proto_in_shader(Scalar x);\n"
+        "  Scalar m(Scalar x) { Scalar local; return x; }\n"
+        "  void main() { }\n"
+        "};\n"
+        "Scalar S::outside(Scalar x) { return x; }\n"
+        "void S::main() { }\n"
+        "Scalar free(Scalar x) { return x; }\n");
+    EXPECT_TRUE(p.numbers.empty());
+    EXPECT_EQ(p.unit->global_declarations().size(), 1u);
+    ASSERT_EQ(p.unit->function_count(), 2);
+    EXPECT_EQ(p.unit->function_at(0)->kind, NODE_FUNCTION_DECLARATION);
+    EXPECT_EQ(p.unit->function_at(1)->kind, NODE_FUNCTION_DEFINITION);
+    Shader_declaration* s = p.unit->find_shader("S");
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(s->key, "shader");
+    EXPECT_EQ(s->input_variables.size(), 1u);  // one declaration of two names
+    EXPECT_EQ(s->output_variables.size(), 1u);
+    // m, outside, and the second main (kept to be checked); the first main is main.
+    EXPECT_EQ(s->methods.size(), 3u);
+    ASSERT_NE(s->main_method, nullptr);
+    EXPECT_EQ(s->main_method->line, 6);
+}
+
+TEST(Prepass, StateNamesInShaderCodeBecomeReferences)
+{
+    auto p = prepass(
+        "Vector3 f(Vector3 normal) { return normal; }\n"
+        "shader S { input: Vector3 normal; Vector3 start = position;\n"
+        "  output: Color r;\n"
+        "  void main() { Vector3 normal = direction; r = Color(normal.x + get_trace_depth()); }\n"
+        "};");
+    Shader_declaration* s = p.unit->find_shader("S");
+    ASSERT_NE(s, nullptr);
+    // The file-level function keeps its names.
+    St_node* function = p.unit->function_at(0);
+    EXPECT_EQ(find_node(function, NODE_STATE_VARIABLE_REFERENCE), nullptr);
+    // In the shader, an input's initializer and the local of a state name are replaced.
+    EXPECT_TRUE(s->uses_state_variable[0]);  // position
+    EXPECT_TRUE(s->uses_state_variable[1]);  // direction
+    EXPECT_TRUE(s->uses_state_variable[2]);  // normal, though declared in the shader
+    EXPECT_FALSE(s->uses_state_variable[3]);
+    EXPECT_TRUE(s->uses_state_function[7]);
+    St_node* main = s->main_method;
+    St_node* reference = find_node(main, NODE_STATE_VARIABLE_REFERENCE, 1);
+    ASSERT_NE(reference, nullptr);
+    EXPECT_EQ(reference_index(reference), 2);
+    EXPECT_EQ(reference->text_size, 4);
+    EXPECT_EQ(reference->line, 4);
+    // Only r is left a name.
+    ASSERT_NE(find_node(main, NODE_VARIABLE_ID), nullptr);
+    EXPECT_EQ(find_node(main, NODE_VARIABLE_ID)->text_view(), "r");
+    EXPECT_EQ(find_node(main, NODE_VARIABLE_ID, 1), nullptr);
+    St_node* call = find_node(main, NODE_STATE_FUNCTION_REFERENCE);
+    ASSERT_NE(call, nullptr);
+    EXPECT_EQ(reference_index(call), 7);
+}
+
+TEST(Prepass, StateFunctionKeepsItsArgumentsAndMethodsAndAnnotationsKeepTheirNames)
+{
+    auto p = prepass(
+        "shader S { input: Scalar k = 1 { info(\"a\"); error(2); };\n"
+        "  output: Vector3 r;\n"
+        "  void main() { r = transform_point(\"object\", \"world\", position); r.trace(1); }\n"
+        "};");
+    St_node* main = p.unit->find_shader("S")->main_method;
+    St_node* call = find_node(main, NODE_STATE_FUNCTION_REFERENCE);
+    ASSERT_NE(call, nullptr);
+    EXPECT_EQ(reference_index(call), 15);
+    St_node* arguments = call->find_child(NODE_FUNCTION_CALL_PARAMETERS);
+    ASSERT_NE(arguments, nullptr);
+    EXPECT_EQ(arguments->child_count(), 3);
+    EXPECT_EQ(arguments->child(0)->text_view(), "object");
+    EXPECT_EQ(arguments->child(2)->kind, NODE_STATE_VARIABLE_REFERENCE);
+    // r.trace(1) names a method, not the state function trace.
+    EXPECT_EQ(find_node(main, NODE_STATE_FUNCTION_REFERENCE, 1), nullptr);
+    EXPECT_NE(find_node(main, NODE_FUNCTION_CALL_EXPRESSION), nullptr);
+    St_node* annotation = find_node(p.unit->tree(), NODE_ANNOTATION_BLOCK);
+    EXPECT_EQ(find_node(annotation, NODE_STATE_FUNCTION_REFERENCE), nullptr);
+    EXPECT_FALSE(p.unit->find_shader("S")->uses_state_function[10]);
+}
+
+TEST(Prepass, ExistingReferencesOnlySetFlags)
+{
+    // A second prepass over a tree that was rewritten already (as on loading a stored unit).
+    auto p = prepass("shader S { output: Vector3 r; void main() { r = normal + transform_vector(\"a\", \"b\", r); } };");
+    std::string before = tree_text(p.unit->tree());
+    Compilation_unit again(passes_test::test_prelude());
+    again.set_tree(p.unit->tree()->clone());
+    Tree_traverser_prepass(again).run();
+    EXPECT_EQ(tree_text(again.tree()), before);
+    Shader_declaration* s = again.find_shader("S");
+    EXPECT_TRUE(s->uses_state_variable[2]);
+    EXPECT_TRUE(s->uses_state_function[16]);
+}
+
+TEST(Prepass, TechniquesJoinTheClassTheyNameFirst)
+{
+    auto p = prepass(
+        "shader S { output: Color r; void main() { } };\n"
+        "technique T1 : S { void main() { } };\n"
+        "technique T2 : S :: Other { void main() { } };\n"
+        "technique Lone { void main() { } };");
+    EXPECT_EQ(p.numbers, std::vector<uint32_t>{41});
+    Shader_declaration* s = p.unit->find_shader("S");
+    ASSERT_EQ(s->techniques.size(), 2u);
+    EXPECT_EQ(s->techniques[0]->name, "T1");
+    EXPECT_EQ(s->techniques[1]->name, "T2");
+    EXPECT_TRUE(s->techniques[0]->is_technique());
+}
+
+TEST(Prepass, ParentsLendTheirListsAndFlags)
+{
+    auto p = prepass(
+        "shader A { input: Scalar a; output: Color r; Scalar fa() { return a; } void main() { r = Color(normal.x); } };\n"
+        "shader B : A { input: Scalar b; Scalar fb() { return b; } void main() { } };\n"
+        "shader C : B { input: Scalar c; void main() { Scalar p = ray_length; } };\n");
+    EXPECT_TRUE(p.numbers.empty());
+    Shader_declaration* c = p.unit->find_shader("C");
+    EXPECT_EQ(c->own_inputs, 1u);
+    EXPECT_EQ(c->input_variables.size(), 3u);  // c, then b, then a
+    EXPECT_EQ(c->output_variables.size(), 1u);
+    EXPECT_EQ(c->methods.size(), 2u);
+    EXPECT_TRUE(c->uses_state_variable[2]);   // from A
+    EXPECT_TRUE(c->uses_state_variable[10]);  // its own
+    EXPECT_FALSE(p.unit->find_shader("A")->uses_state_variable[10]);
+    // Linking twice changes nothing.
+    p.unit->link_shaders();
+    EXPECT_EQ(c->input_variables.size(), 3u);
+}
+
+TEST(Prepass, ParentCyclesEndAndTechniqueParentsLendNothing)
+{
+    auto p = prepass(
+        "shader A : B { input: Scalar a; void main() { } };\n"
+        "shader B : A { input: Scalar b; void main() { } };\n"
+        "technique T : A { void main() { } };\n"
+        "shader D : T { void main() { } };\n");
+    EXPECT_TRUE(p.numbers.empty());
+    EXPECT_EQ(p.unit->find_shader("A")->input_variables.size(), 2u);
+    EXPECT_EQ(p.unit->find_shader("D")->input_variables.size(), 0u);
+}
+
+TEST(Prepass, ImportsThroughTheResolver)
+{
+    std::vector<std::string> asked;
+    auto good = compile("Scalar shared_gain = 2.0;", "good.ovl");
+    std::shared_ptr<Compilation_unit> good_unit = std::move(good.unit);
+    std::shared_ptr<Compilation_unit> bad_unit = std::move(compile("Int x = y;", "bad.ovl").unit);
+    auto resolver = [&](const std::string& name, const std::string& importer) -> std::shared_ptr<Compilation_unit> {
+        asked.push_back(name + " from " + importer);
+        if (name == "good.ovl")
+            return good_unit;
+        if (name == "bad.ovl")
+            return bad_unit;
+        return nullptr;
+    };
+    auto p = prepass("#import <good.ovl>\n#import <bad.ovl>\n#import <gone.ovl>\n#import <good.ovl>\n", resolver);
+    EXPECT_EQ(p.numbers, (std::vector<uint32_t>{54, 54}));
+    EXPECT_EQ(p.unit->errors()[0].text, "bad.ovl");
+    EXPECT_EQ(p.unit->errors()[1].line, 3);
+    ASSERT_EQ(p.unit->import_count(), 1);
+    EXPECT_EQ(p.unit->import_name(0), "good.ovl");
+    EXPECT_EQ(p.unit->import_unit(0), good_unit);
+    EXPECT_EQ(asked.front(), "good.ovl from test.ovl");
+}
+
+TEST(Prepass, ReadOnlyWalkChangesNothing)
+{
+    auto parsed = QZ::FRONT12::parse_text("shader S { output: Vector3 r; void main() { r = normal; } };\n#import <x.ovl>",
+                                          "test.ovl");
+    std::string before = tree_text(parsed.tree.get());
+    Compilation_unit unit;
+    Tree_traverser_prepass(unit, [](const std::string&, const std::string&) {
+        ADD_FAILURE() << "a read-only walk follows no import";
+        return std::shared_ptr<Compilation_unit>();
+    }).run_read_only(parsed.tree.get());
+    EXPECT_EQ(tree_text(parsed.tree.get()), before);
+    EXPECT_EQ(unit.shader_count(), 1);
+    EXPECT_EQ(unit.error_count(), 0u);
+}
+
+TEST(Prepass, DeepTreeIsReportedNotOverflowed)
+{
+    File_name file = make_file_name("deep.ovl");
+    St_node* root = new St_node(NODE_DECLARATION_LIST, file);
+    St_node* node = root;
+    for (int i = 0; i < Tree_traverser_base::DEPTH_LIMIT + 100; ++i) {
+        St_node* child = new St_node(NODE_STATEMENT_BLOCK, file);
+        node->add_child(child);
+        node = child;
+    }
+    Compilation_unit unit;
+    unit.set_tree(root);
+    Tree_traverser_prepass(unit).run();
+    ASSERT_EQ(unit.error_count(), 1u);
+    EXPECT_EQ(unit.errors()[0].number, 74u);
+}
+
+}  // namespace
