@@ -1,5 +1,9 @@
 #include "syntax_tree/compilation_unit.h"
 
+#include "db/element.h"
+#include "serial/serializer.h"
+#include "syntax_tree/prepass.h"
+
 #include <algorithm>
 #include <unordered_set>
 
@@ -17,6 +21,42 @@ Compilation_unit::Compilation_unit(std::shared_ptr<const Prelude_symbols> prelud
 }
 
 Compilation_unit::~Compilation_unit() = default;
+
+SERIAL::Class_id Compilation_unit::get_class_id() const { return DB::_CoU; }
+
+void Compilation_unit::serialize(SERIAL::Serializer& out) const
+{
+    if (tree_) {
+        tree_->serialize(out);
+    } else {
+        St_node empty(NODE_DECLARATION_LIST, make_file_name(source_file_name_));
+        empty.serialize(out);
+    }
+    // The count is written in 8 bits and only that many types follow.
+    uint8_t count = uint8_t(named_types_.size());
+    out.write_uint8(count);
+    for (uint8_t i = 0; i < count; ++i) {
+        Named_type copy(*named_types_[i]);
+        copy.serialize(out);
+    }
+}
+
+void Compilation_unit::deserialize(SERIAL::Deserializer& in)
+{
+    auto* root = new St_node(NODE_DECLARATION_LIST, File_name());
+    root->deserialize(in);
+    set_tree(root);
+    Tree_traverser_prepass prepass(*this);
+    prepass.run();
+    uint8_t count = 0;
+    in.read_uint8(&count);
+    for (uint8_t i = 0; i < count && in.good(); ++i) {
+        auto type = std::make_unique<Named_type>();
+        type->deserialize(in);
+        if (in.good() && type->name())
+            add_named_type(std::move(type));
+    }
+}
 
 void Compilation_unit::set_tree(St_node* list)
 {

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "serial/serializable.h"
 #include "syntax_tree/error_record.h"
 #include "syntax_tree/state_tables.h"
 #include "syntax_tree/type.h"
@@ -62,12 +63,19 @@ struct Enum_value {
     int32_t enum_position = -1;  // in the unit's enum vector
 };
 
-class Compilation_unit {
+class Compilation_unit : public SERIAL::Serializable {
 public:
     // The type table starts with the prelude's types (the built-in ones alone when prelude is
     // null), so that the prelude's overload sets index every unit's table alike.
     explicit Compilation_unit(std::shared_ptr<const Prelude_symbols> prelude = nullptr);
-    virtual ~Compilation_unit();
+    ~Compilation_unit() override;
+
+    // The written form: the tree, then the named types (at most 255 of them; the count is
+    // written in 8 bits). Reading runs the declaration pass over the tree read, which rebuilds
+    // the declaration lists, then enters the named types read.
+    SERIAL::Class_id get_class_id() const override;
+    void serialize(SERIAL::Serializer& out) const override;
+    void deserialize(SERIAL::Deserializer& in) override;
 
     Compilation_unit(const Compilation_unit&) = delete;
     Compilation_unit& operator=(const Compilation_unit&) = delete;

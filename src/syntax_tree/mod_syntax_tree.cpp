@@ -1,5 +1,8 @@
 #include "syntax_tree/mod_syntax_tree.h"
 
+#include "syntax_tree/compilation_unit.h"
+#include "trans12/mod_trans12.h"
+
 namespace QZ {
 namespace SYNTAX_TREE {
 
@@ -10,6 +13,11 @@ namespace {
 SERIAL::Serializable* make_type() { return new Type; }
 SERIAL::Serializable* make_named_type() { return new Named_type; }
 SERIAL::Serializable* make_enum_type() { return new Enum_type; }
+SERIAL::Serializable* make_compilation_unit()
+{
+    // A unit read back sees the same prelude as one compiled now.
+    return new Compilation_unit(TRANS12::mod_trans12 ? TRANS12::mod_trans12->prelude_symbols() : nullptr);
+}
 
 Type* make_entry_type(const State_entry& entry)
 {
@@ -23,7 +31,7 @@ Type* make_entry_type(const State_entry& entry)
 Mod_syntax_tree::Mod_syntax_tree()
     : Module(SYSTEM::MODULE_SYNT, "SYNT"), manager_(&SERIAL::deserialization_manager())
 {
-    // _CoU joins these when Compilation_unit can be written.
+    manager_->register_class(DB::_CoU, make_compilation_unit);
     manager_->register_class(DB::_BNT, make_type);
     manager_->register_class(DB::NAMED_TYPE_CLASS_ID, make_named_type);
     manager_->register_class(DB::_EnT, make_enum_type);

@@ -121,3 +121,38 @@ TEST(St_node_serial, long_chains_and_cut_streams)
     for (size_t cut = 0; cut < out.bytes().size(); cut += 3)
         round_trip(*parsed.tree, cut);
 }
+
+#include "compiler/mod_compiler.h"
+#include "db/element.h"
+#include "serial/deserialization_manager.h"
+#include "syntax_tree/compilation_unit.h"
+
+TEST(Compilation_unit_serial, unit_comes_back_through_its_class_factory)
+{
+    Error_list errors;
+    std::unique_ptr<Compilation_unit> unit(QZ::COMPILER::mod_compiler->compile_text(
+        "u.ovl",
+        "struct Pair { Scalar a; Int b; };\n"
+        "shader S { input: Color c; output: Color result; void main() { result = c * 0.5; } };\n"
+        "Scalar twice(Scalar x) { return x * 2.0; }\n",
+        &errors));
+    ASSERT_TRUE(unit);
+    ASSERT_TRUE(errors.empty());
+    Memory_serializer out;
+    unit->serialize(out);
+
+    std::unique_ptr<QZ::SERIAL::Serializable> made(
+        QZ::SERIAL::deserialization_manager().construct(QZ::DB::_CoU));
+    auto* copy = dynamic_cast<Compilation_unit*>(made.get());
+    ASSERT_NE(copy, nullptr);
+    Memory_deserializer in(out.bytes());
+    copy->deserialize(in);
+    EXPECT_TRUE(in.good());
+    EXPECT_EQ(printed(copy->tree()), printed(unit->tree()));
+    // The declaration pass rebuilt the lists from the tree.
+    EXPECT_EQ(copy->shader_count(), 1);
+    EXPECT_EQ(copy->function_count(), unit->function_count());
+    ASSERT_NE(copy->shader_at(0)->main_method, nullptr);
+    EXPECT_GE(copy->find_named_type("Pair"), 0);
+    EXPECT_EQ(copy->get_class_id(), QZ::DB::_CoU);
+}
