@@ -55,11 +55,10 @@ SYNTAX_TREE::Compilation_unit* Mod_compiler::compile_text(const char* file_name,
     return tree ? TRANS12::mod_trans12->translate(tree, nullptr, nullptr) : nullptr;
 }
 
-BACK12::Generated_shader* Mod_compiler::generate_shader(SYNTAX_TREE::Compilation_unit*, const char*,
-                                                        const Compile_options&)
+BACK12::Generated_shader* Mod_compiler::generate_shader(SYNTAX_TREE::Compilation_unit* unit, const char* target_name,
+                                                        const Compile_options& options)
 {
-    // Generators arrive with the back ends; until then no target exists.
-    return nullptr;
+    return BACK12::mod_back12 ? BACK12::mod_back12->compile(unit, target_name, options) : nullptr;
 }
 
 void start()

@@ -1,5 +1,7 @@
 #include "gen_fx/mod_gen_fx.h"
 
+#include <cstdarg>
+
 namespace QZ {
 namespace GEN_FX {
 
@@ -16,6 +18,16 @@ void stop()
 {
     delete mod_gen_fx;
     mod_gen_fx = nullptr;
+}
+
+void log_error(int32_t code, const char* format, ...)
+{
+    if (!LOG::mod_log)
+        return;
+    va_list values;
+    va_start(values, format);
+    LOG::mod_log->vlog(SYSTEM::MODULE_FX, LOG::CAT_PLUG, code, LOG::SEV_ERROR, format, values);
+    va_end(values);
 }
 
 }  // namespace GEN_FX

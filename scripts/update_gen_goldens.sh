@@ -1,0 +1,100 @@
+#!/usr/bin/env bash
+# Regenerates the FX golden files tests/data/gen/expected/NAME[.TOKEN...].fx from NAME.ovl, with
+# the options that tests/data/gen/options.txt gives each token of the file name. By default it
+# prints a unified diff for every case that changed and keeps the actual output in
+# BUILD_DIR/gen_goldens/; with --update it overwrites the expected files. A CASE given on the
+# command line that has no expected file yet is made (NAME.fx for an input alone). Review the
+# change with git diff, and check each new expectation by hand before committing.
+#
+# usage: scripts/update_gen_goldens.sh [--update] [--build BUILD_DIR] [CASE...]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+update=0
+build_dir=build
+cases=()
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --update) update=1 ;;
+    --build) shift; build_dir=${1:?--build needs a directory} ;;
+    -h|--help) sed -n '2,9p' "$0"; exit 0 ;;
+    -*) echo "unknown option $1" >&2; exit 2 ;;
+    *) name=${1##*/}; name=${name%.fx}; cases+=("${name%.ovl}") ;;
+  esac
+  shift
+done
+
+data=tests/data/gen
+if [ ! -d "$build_dir" ]; then
+  cmake -S . -B "$build_dir" -G Ninja >/dev/null
+fi
+cmake --build "$build_dir" --target vorn_gen_tool -- -j2 >/dev/null
+tool=$(cd "$build_dir" && pwd)/tools/gen_tool/vorn_gen_tool
+actual_dir="$build_dir/gen_goldens"
+mkdir -p "$actual_dir" "$data/expected"
+
+# The same token rules as tests/scripts/gen_golden.sh.
+token_arguments() {
+  local token=$1 line
+  case "$token" in
+    s_*) printf '%s\n' "shader_name=${token#s_}"; return 0 ;;
+    p_*) printf '%s\n' "primary_output=${token#p_}"; return 0 ;;
+    dbg_*) printf '%s\n' --debug "${token#dbg_}" 0; return 0 ;;
+  esac
+  line=$(grep -E "^$token[[:space:]]" "$data/options.txt" | head -n 1) || true
+  if [ -z "$line" ]; then
+    echo "unknown token '$token' (add it to $data/options.txt)" >&2
+    return 1
+  fi
+  eval "set -- ${line#"$token"}"
+  printf '%s\n' "$@"
+}
+
+# Every expected file is a case; an input without one has the case of its name alone.
+if [ ${#cases[@]} -eq 0 ]; then
+  for expected in "$data"/expected/*.fx; do
+    [ -e "$expected" ] && cases+=("$(basename "$expected" .fx)")
+  done
+  for input in "$data"/*.ovl; do
+    name=$(basename "$input" .ovl)
+    [ -f "$data/expected/$name.fx" ] || compgen -G "$data/expected/$name.*.fx" >/dev/null || cases+=("$name")
+  done
+fi
+
+changed=0
+for case_name in "${cases[@]}"; do
+  input="${case_name%%.*}.ovl"
+  if [ ! -f "$data/$input" ]; then
+    echo "no input $data/$input" >&2
+    exit 2
+  fi
+  arguments=()
+  IFS=. read -r -a words <<<"$case_name"
+  for token in base "${words[@]:1}"; do
+    lines=$(token_arguments "$token") || exit 2
+    while IFS= read -r word; do arguments+=("$word"); done <<<"$lines"
+  done
+  actual="$actual_dir/$case_name.fx"
+  if ! (cd "$data" && "$tool" "$input" "${arguments[@]}") >"$actual"; then
+    echo "vorn_gen_tool failed on $case_name" >&2
+    exit 1
+  fi
+  expected="$data/expected/$case_name.fx"
+  if [ -f "$expected" ] && cmp -s "$expected" "$actual"; then
+    continue
+  fi
+  changed=$((changed + 1))
+  if [ "$update" -eq 1 ]; then
+    cp "$actual" "$expected"
+    echo "updated $expected"
+  elif [ -f "$expected" ]; then
+    diff -u --label "$expected" --label "$actual" "$expected" "$actual" || true
+  else
+    echo "new: $case_name (actual in $actual)"
+    cat "$actual"
+  fi
+done
+
+if [ "$update" -eq 0 ] && [ "$changed" -gt 0 ]; then
+  echo "$changed case(s) differ; actual output kept in $actual_dir; rerun with --update to accept"
+fi

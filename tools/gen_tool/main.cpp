@@ -1,0 +1,171 @@
+// vorn_gen_tool [--target NAME] [--debug NAME INDEX] FILE [KEY=VALUE...]: compiles FILE and
+// prints the generated text, so that generators can be watched and kept as golden files.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "back12/generated_shader.h"
+#include "back12/generator_input.h"
+#include "compiler/compile_options.h"
+#include "compiler/mod_compiler.h"
+#include "gen_fx/fx_code_generator.h"
+#include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/diagnostics.h"
+#include "system/sequence.h"
+
+namespace {
+
+const char* const usage_text =
+    "usage: vorn_gen_tool [--target NAME] [--debug NAME INDEX] FILE [KEY=VALUE...]\n"
+    "Compiles an Ovrel source file and prints what the target (default FX) generates from it.\n"
+    "KEY=VALUE pairs are generator options; shader_type (none, surface, light, environment,\n"
+    "volume), complete_program (a number), primary_output, shader_name and option_count_hint\n"
+    "fill the option record, all other keys are attributes. --debug names the variable and the\n"
+    "place of debug display, as the graph linker would.\n"
+    "Exit status: 0 text printed, 1 compile errors or no text, 2 usage.\n";
+
+struct Arguments {
+    std::string target = "FX";
+    std::string file;
+    QZ::BACK12::Debug_display debug;
+    QZ::COMPILER::Compile_options options;
+};
+
+bool read_whole_file(const std::string& path, std::string& text)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return false;
+    std::ostringstream buffer;
+    buffer << in.rdbuf();
+    text = buffer.str();
+    return !in.bad();
+}
+
+int32_t shader_type_number(const std::string& word)
+{
+    const char* const words[] = {"none", "surface", "light", "environment", "volume"};
+    for (int32_t i = 0; i < 5; ++i)
+        if (word == words[i])
+            return i;
+    return -1;
+}
+
+bool set_option(QZ::COMPILER::Compile_options& options, const std::string& pair)
+{
+    size_t equals = pair.find('=');
+    if (equals == std::string::npos || equals == 0)
+        return false;
+    std::string key = pair.substr(0, equals);
+    std::string value = pair.substr(equals + 1);
+    if (key == "shader_type") {
+        options.shader_type = shader_type_number(value);
+        return options.shader_type >= 0;
+    }
+    if (key == "complete_program")
+        options.complete_program = uint8_t(std::atoi(value.c_str()));
+    else if (key == "primary_output")
+        options.primary_output = value;
+    else if (key == "shader_name")
+        options.shader_name = value;
+    else if (key == "option_count_hint")
+        options.option_count_hint = std::atoi(value.c_str());
+    else
+        options.attributes[key] = value;
+    return true;
+}
+
+// Flags may stand anywhere; the first other word is the file, the rest are options.
+bool parse_arguments(int argc, char** argv, Arguments& arguments)
+{
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--target") == 0 && i + 1 < argc) {
+            arguments.target = argv[++i];
+        } else if (std::strcmp(argv[i], "--debug") == 0 && i + 2 < argc) {
+            arguments.debug.name = argv[++i];
+            arguments.debug.index = std::atoi(argv[++i]);
+        } else if (argv[i][0] == '-' && argv[i][1] == '-') {
+            return false;
+        } else if (arguments.file.empty()) {
+            arguments.file = argv[i];
+        } else if (!set_option(arguments.options, argv[i])) {
+            std::fprintf(stderr, "vorn_gen_tool: bad option '%s'\n", argv[i]);
+            return false;
+        }
+    }
+    return !arguments.file.empty();
+}
+
+// The FX generator is run directly, so that debug display can be given as the linker would.
+bool print_fx(QZ::SYNTAX_TREE::Compilation_unit* unit, const Arguments& arguments)
+{
+    QZ::BACK12::Generator_input input;
+    if (!QZ::BACK12::build_generator_input(unit, arguments.options, input, arguments.debug)) {
+        std::fprintf(stderr, "vorn_gen_tool: the unit has no function to generate\n");
+        return false;
+    }
+    QZ::GEN_FX::Fx_code_generator generator(input, arguments.options);
+    generator.generate();
+    std::fputs(generator.get_text(), stdout);
+    return true;
+}
+
+bool print_target(QZ::SYNTAX_TREE::Compilation_unit* unit, const Arguments& arguments)
+{
+    std::unique_ptr<QZ::BACK12::Generated_shader> result(
+        QZ::COMPILER::mod_compiler->generate_shader(unit, arguments.target.c_str(), arguments.options));
+    if (!result) {
+        std::fprintf(stderr, "vorn_gen_tool: target '%s' gave no result\n", arguments.target.c_str());
+        return false;
+    }
+    uint32_t count = result->program_count();
+    for (uint32_t i = 0; i < count; ++i) {
+        if (count > 1)
+            std::printf("==> program %u <==\n", i);
+        if (const std::string* text = result->program_text(i))
+            std::fputs(text->c_str(), stdout);
+    }
+    return true;
+}
+
+int run(const Arguments& arguments)
+{
+    std::string text;
+    if (!read_whole_file(arguments.file, text)) {
+        std::fprintf(stderr, "vorn_gen_tool: cannot read '%s'\n", arguments.file.c_str());
+        return 1;
+    }
+    QZ::SYNTAX_TREE::Error_list errors;
+    std::unique_ptr<QZ::SYNTAX_TREE::Compilation_unit> unit(
+        QZ::COMPILER::mod_compiler->compile_text(arguments.file.c_str(), text.c_str(), &errors));
+    for (const QZ::SYNTAX_TREE::Error_record& error : errors)
+        std::fprintf(stderr, "%s\n", QZ::SYNTAX_TREE::format_error(error, arguments.file.c_str()).c_str());
+    if (!unit || !errors.empty())
+        return 1;
+    bool printed = arguments.target == "FX" ? print_fx(unit.get(), arguments) : print_target(unit.get(), arguments);
+    return printed ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc >= 2 && std::strcmp(argv[1], "--help") == 0) {
+        std::fputs(usage_text, stdout);
+        return 0;
+    }
+    Arguments arguments;
+    if (!parse_arguments(argc, argv, arguments)) {
+        std::fputs(usage_text, stderr);
+        return 2;
+    }
+    QZ::SYSTEM::start_sequence();
+    int status = run(arguments);
+    std::fflush(stdout);
+    QZ::SYSTEM::stop_sequence();
+    return status;
+}
