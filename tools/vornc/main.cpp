@@ -18,6 +18,10 @@ const char* const usage_text =
     "Commands:\n"
     "  check FILE...     compile each file and print its diagnostics on standard error;\n"
     "                    exit status 1 if any file has one\n"
+    "  compile FILE --target FX|GL|Cg|Swrc [--shader NAME] [--option KEY=VALUE]... [-o DIR]\n"
+    "                    compile a file and write the generated programs into DIR (default .),\n"
+    "                    named after the file: FX .fx, GL .vert and .frag; the shader is\n"
+    "                    taken as a surface unless --option shader_type=... says otherwise\n"
     "  dump-tree FILE    compile a file and print the trees of its shaders and functions\n"
     "  paths             print the shader search path, one directory per line\n"
     "\n"
@@ -31,6 +35,23 @@ struct Arguments {
     bool path_given = false;
     std::string command;
     std::vector<std::string> rest;
+    // compile
+    std::string target;
+    std::string shader;
+    std::vector<std::pair<std::string, std::string>> options;
+    std::string output_directory = ".";
+};
+
+// The built-in targets and the file name endings of their programs, in program order.
+struct Target {
+    const char* name;
+    std::vector<const char*> endings;
+};
+const Target known_targets[] = {
+    {"FX", {".fx"}},
+    {"GL", {".vert", ".frag"}},
+    {"Cg", {".v.cg", ".f.cg"}},
+    {"Swrc", {".cpp", ".decl"}},
 };
 
 // The directory that holds the library, where its data files are shipped.
@@ -199,6 +220,92 @@ int command_dump_tree(vorn::IVorn* root, const Arguments& arguments)
     return 0;
 }
 
+const Target* find_target(const std::string& name)
+{
+    for (const Target& target : known_targets)
+        if (name == target.name)
+            return &target;
+    return nullptr;
+}
+
+// The file's name without its folders and its last ending.
+std::string base_name(const std::string& file)
+{
+    size_t slash = file.rfind('/');
+    std::string name = slash == std::string::npos ? file : file.substr(slash + 1);
+    size_t dot = name.rfind('.');
+    return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
+}
+
+bool write_program(vorn::IGenerated_shader* shader, uint32_t index, const std::string& path)
+{
+    uint32_t size = shader->get_program_size(index);
+    std::vector<char> text(size ? size : 1);
+    shader->copy_program(index, text.data(), uint32_t(text.size()));
+    FILE* file = std::fopen(path.c_str(), "wb");
+    if (!file)
+        return false;
+    size_t length = std::strlen(text.data());
+    bool written = std::fwrite(text.data(), 1, length, file) == length;
+    return std::fclose(file) == 0 && written;
+}
+
+int command_compile(vorn::IVorn* root, const Arguments& arguments)
+{
+    if (arguments.rest.size() != 1) {
+        std::fprintf(stderr, "vornc: compile needs one file\n");
+        return 2;
+    }
+    const Target* target = find_target(arguments.target);
+    if (!target) {
+        std::fprintf(stderr, "vornc: unknown target '%s'; the targets are FX, GL, Cg and Swrc\n",
+                     arguments.target.c_str());
+        return 2;
+    }
+    vorn::IVorn_compiler* compiler = get_compiler(root);
+    if (!compiler)
+        return 1;
+    const std::string& file = arguments.rest[0];
+    vorn::ICompiler_errors* errors = compiler->create_errors();
+    vorn::ICompilation_unit* unit = compiler->compile_file(file.c_str(), errors);
+    print_diagnostics(errors);
+    errors->release();
+    if (!unit) {
+        compiler->release();
+        return 1;
+    }
+    vorn::ICompiler_options* options = compiler->create_options();
+    // A surface shader makes a whole program; --option shader_type=... asks for a component.
+    options->set_option("shader_type", "surface");
+    if (!arguments.shader.empty())
+        options->set_option("shader_name", arguments.shader.c_str());
+    for (const auto& option : arguments.options)
+        options->set_option(option.first.c_str(), option.second.c_str());
+    vorn::IGenerated_shader* shader = unit->generate(target->name, options);
+    options->release();
+    unit->release();
+    compiler->release();
+    if (!shader) {
+        std::fprintf(stderr, "vornc: no %s text was generated for %s (does it declare a shader%s?)\n",
+                     target->name, file.c_str(), arguments.shader.empty() ? "" : " of that name");
+        return 1;
+    }
+    int status = 0;
+    std::string base = arguments.output_directory + "/" + base_name(file);
+    uint32_t count = shader->get_program_count();
+    for (uint32_t i = 0; i < count; ++i) {
+        std::string path = base + (i < target->endings.size() ? target->endings[i] : "." + std::to_string(i));
+        if (write_program(shader, i, path)) {
+            std::printf("%s\n", path.c_str());
+        } else {
+            std::fprintf(stderr, "vornc: cannot write %s\n", path.c_str());
+            status = 1;
+        }
+    }
+    shader->release();
+    return status;
+}
+
 int parse_arguments(int argc, char** argv, Arguments& arguments)
 {
     for (int i = 1; i < argc; ++i) {
@@ -218,6 +325,28 @@ int parse_arguments(int argc, char** argv, Arguments& arguments)
             }
             arguments.path = argv[++i];
             arguments.path_given = true;
+            continue;
+        }
+        if (word == "--target" || word == "--shader" || word == "--option" || word == "-o") {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "vornc: %s needs a value\n", word.c_str());
+                return 2;
+            }
+            std::string value = argv[++i];
+            if (word == "--target") {
+                arguments.target = value;
+            } else if (word == "--shader") {
+                arguments.shader = value;
+            } else if (word == "-o") {
+                arguments.output_directory = value;
+            } else {
+                size_t equals = value.find('=');
+                if (equals == std::string::npos || equals == 0) {
+                    std::fprintf(stderr, "vornc: --option needs KEY=VALUE, not '%s'\n", value.c_str());
+                    return 2;
+                }
+                arguments.options.emplace_back(value.substr(0, equals), value.substr(equals + 1));
+            }
             continue;
         }
         if (word.size() > 1 && word[0] == '-') {
@@ -253,7 +382,9 @@ int main(int argc, char** argv)
     root->set_shader_path(arguments.path_given ? arguments.path.c_str() : default_shader_path().c_str());
 
     int status;
-    if (arguments.command == "dump-tree") {
+    if (arguments.command == "compile") {
+        status = command_compile(root, arguments);
+    } else if (arguments.command == "dump-tree") {
         status = command_dump_tree(root, arguments);
     } else if (arguments.command == "check") {
         status = command_check(root, arguments);
