@@ -16,6 +16,11 @@ for example in examples/*.ovl; do
   echo "== vornc check $example"
   "$vornc" check "$example" && echo "no diagnostics"
 done
+mkdir -p build/examples
+for example in examples/*.ovl; do
+  echo "== vornc compile $example --target FX"
+  "$vornc" compile "$example" --target FX -o build/examples
+done
 echo "== vornc dump-tree examples/rim.ovl (first lines)"
 tree=$("$vornc" dump-tree examples/rim.ovl)
 head -n 20 <<<"$tree"

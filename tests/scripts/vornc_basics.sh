@@ -28,6 +28,15 @@ out=$("$vornc" --path "$tmp" check good.ovl 2>&1); check "check finds files thro
 out=$("$vornc" dump-tree "$tmp/good.ovl"); check "dump-tree prints the shader's tree" "grep -q '^CLASS_DECLARATION \"shader\"' <<<\"\$out\" && grep -q '^        STATEMENT_BLOCK' <<<\"\$out\""
 "$vornc" check 2>/dev/null; check "check without files exits 2" "[ $? -eq 2 ]"
 
+mkdir -p "$tmp/out"
+out=$("$vornc" compile "$tmp/good.ovl" --target FX -o "$tmp/out"); status=$?
+check "compile to FX exits 0 and prints the path written" "[ $status -eq 0 ] && [ \"\$out\" = \"$tmp/out/good.fx\" ]"
+check "compile to FX writes an effect with a technique" "grep -q '^technique T0' \"$tmp/out/good.fx\""
+err=$("$vornc" compile "$tmp/good.ovl" --target fx 2>&1); status=$?
+check "a target differing in case is unknown, exit 2" "[ $status -eq 2 ] && grep -q 'FX, GL, Cg and Swrc' <<<\"\$err\""
+"$vornc" compile "$tmp/bad.ovl" --target FX -o "$tmp/out" 2>/dev/null; check "compile of a bad file exits 1" "[ $? -eq 1 ]"
+"$vornc" compile "$tmp/good.ovl" --target FX --option novalue 2>/dev/null; check "--option without = exits 2" "[ $? -eq 2 ]"
+
 "$vornc" frobnicate 2>/dev/null; check "unknown command exits 2" "[ $? -eq 2 ]"
 "$vornc" 2>/dev/null; check "no command exits 2" "[ $? -eq 2 ]"
 "$vornc" --path 2>/dev/null; check "--path without a value exits 2" "[ $? -eq 2 ]"
