@@ -2,11 +2,11 @@
  *
  * A plug-in library exports
  *
- *     extern "C" vorn::Generator_plugin_base* initializer(uint32_t index, void* context);
+ *     extern "C" vorn::Plugin_base* initializer(uint32_t index, void* context);
  *
  * which the library calls with index 0, 1, 2, ... until it returns null. A plug-in whose
  * get_type() returns "Code_generator12_plugin" (VORN_GENERATOR_PLUGIN_TYPE) must derive from
- * vorn::IGenerator_plugin; it then serves the target that get_target_name() names, unless a
+ * vorn::IGenerator_plugin (one that does not is refused with a log line); it then serves the target that get_target_name() names, unless a
  * built-in target ("Cg", "Swrc", "FX", "GL") or an earlier plug-in has the name. Plug-ins are
  * looked for once, at the first generate call of the process: load the library before it.
  *
@@ -24,9 +24,9 @@
 
 namespace vorn {
 
-/* The slots every plug-in starts with, in this order; the library reads them before it knows
- * the plug-in's kind. */
-class Generator_plugin_base {
+/* The base of every plug-in, whatever its kind; the library reads these slots before it knows
+ * the kind. */
+class Plugin_base {
 public:
     virtual int32_t init() { return 1; }
     virtual const char* get_name() = 0;
@@ -35,7 +35,7 @@ public:
     virtual const char* get_compiler() { return "unknown"; }
     /* Ends the object; the library calls it when it lets the plug-in go. */
     virtual void release() { delete this; }
-    virtual ~Generator_plugin_base() = default;
+    virtual ~Plugin_base() = default;
 };
 
 /* What one generate call yields. Programs are numbered from 0. For a hardware target program 0
@@ -69,7 +69,7 @@ protected:
     ~IGenerator() = default;
 };
 
-class IGenerator_plugin : public Generator_plugin_base {
+class IGenerator_plugin : public Plugin_base {
 public:
     const char* get_type() override { return VORN_GENERATOR_PLUGIN_TYPE; }
     /* The target name that hosts pass to ICompilation_unit::generate; compared byte for byte. */

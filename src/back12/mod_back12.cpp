@@ -1,5 +1,7 @@
 #include "back12/mod_back12.h"
 
+#include "vorn/vorn_generator.h"
+
 #include <cstring>
 
 #include "back12/code_generator.h"
@@ -78,10 +80,18 @@ void Mod_back12::scan_plugins()
             LOG::mod_log->error(SYSTEM::MODULE_CB12, LOG::CAT_PLUG, 1, "get_plugin returned zero");
             continue;
         }
-        if (same_text(plugin->get_type(), generator_plugin_type))
-            append(new Code_generator12_plugin_adapter(plugin));
-        else
+        if (!same_text(plugin->get_type(), generator_plugin_type)) {
             PLUG::mod_plug->release_plugin(plugin);
+        } else if (!dynamic_cast<vorn::IGenerator_plugin*>(plugin)) {
+            // Its type says generator, but it has not the generator's slots: calling them would
+            // run whatever stands there.
+            const char* name = plugin->get_name();
+            LOG::mod_log->error(SYSTEM::MODULE_CB12, LOG::CAT_PLUG, 1,
+                                "plugin \"%s\" is not a code generator plugin", name ? name : "");
+            PLUG::mod_plug->release_plugin(plugin);
+        } else {
+            append(new Code_generator12_plugin_adapter(plugin));
+        }
     }
 }
 

@@ -75,11 +75,10 @@ Code_generator12_plugin_adapter::~Code_generator12_plugin_adapter()
         PLUG::mod_plug->release_plugin(plugin_);
 }
 
-// The registry lists the plug-in under its own base; a generator plug-in has the slots of
-// vorn::IGenerator_plugin behind the same first seven.
+// The dispatch wraps only plug-ins that are generator plug-ins.
 vorn::IGenerator_plugin* Code_generator12_plugin_adapter::foreign() const
 {
-    return reinterpret_cast<vorn::IGenerator_plugin*>(plugin_);
+    return static_cast<vorn::IGenerator_plugin*>(plugin_);
 }
 
 const char* Code_generator12_plugin_adapter::get_name() { return plugin_->get_name(); }

@@ -19,7 +19,7 @@ using SYNTAX_TREE::Type;
 
 namespace {
 
-// ORDER: none; pairs of Ovrel type word and FX type.
+// Ovrel type words and their FX types.
 const char* const fx_type_map[][2] = {
     {"Color", "float4"},         {"Scalar", "float"},        {"Int", "int"},
     {"Bool", "bool"},            {"Vector2", "float2"},      {"Vector3", "float3"},
@@ -50,7 +50,7 @@ void fill(std::unordered_map<std::string, std::string>& map, const char* const (
         map.emplace(pair[0], pair[1]);
 }
 
-// Which marks of the used-state table a field or line needs.
+// Which marks of the used-state table (by state variable number) a field or line needs.
 struct State_field {
     const char* line;
     int32_t first;
@@ -109,10 +109,20 @@ constexpr int32_t STATE_LIGHT_TO_SURFACE = 66;
 constexpr int32_t STATE_LIGHT_DISTANCE = 67;
 constexpr int32_t STATE_LIGHT_DOT_NL = 68;
 constexpr int32_t STATE_LIGHT_TYPE = 74;
+constexpr int32_t STATE_LIGHT_SPREAD = 75;
+constexpr int32_t STATE_LIGHT_SPREAD_COS = 76;
+constexpr int32_t STATE_LIGHT_DISTANCE_LIMIT = 77;
 
 bool marked(const BACK12::Used_state_table& used, const State_field& field)
 {
     return used[size_t(field.first)] || (field.second >= 0 && used[size_t(field.second)]);
+}
+
+// A type declared in a shader prints under its own name, without the shader's.
+std::string local_name(const std::string& name)
+{
+    size_t scope = name.rfind("::");
+    return scope == std::string::npos ? name : name.substr(scope + 2);
 }
 
 std::string upper_case(const std::string& name)
@@ -142,13 +152,16 @@ void Fx_code_generator::fill_tables()
     fill(type_map_, fx_type_map);
     fill(function_map_, fx_function_map);
     fill(identifier_map_, fx_identifier_map);
-    // An HLSL struct is built by a function of its own; CgFX calls the type.
+    // An HLSL struct is built by a function of its own; CgFX calls the type. The structs of
+    // the imports print with the unit's, so they have their constructors too.
     if (fx_.hlsl) {
         constructor_map_.emplace("Ray", "__Ray_ctor");
-        for (int32_t i = 0; unit_ && i < unit_->named_type_count(); ++i) {
-            const SYNTAX_TREE::Named_type* type = unit_->named_type_at(i);
-            if (type && type->is_struct() && type->name())
-                constructor_map_.emplace(type->name(), "__" + std::string(type->name()) + "_ctor");
+        for (const Compilation_unit* unit : input_.units) {
+            for (int32_t i = 0; i < unit->named_type_count(); ++i) {
+                const SYNTAX_TREE::Named_type* type = unit->named_type_at(i);
+                if (type && type->is_struct() && type->name())
+                    constructor_map_.emplace(local_name(type->name()), "__" + local_name(type->name()) + "_ctor");
+            }
         }
     }
     for (int32_t index = 0; index < SYNTAX_TREE::STATE_VARIABLE_COUNT; ++index) {
@@ -163,9 +176,9 @@ void Fx_code_generator::fill_tables()
         state_texts_[STATE_LIGHT_POSITION] = names_.light_position;
         state_texts_[STATE_LIGHT_DIRECTION] = names_.light_direction;
         state_texts_[STATE_LIGHT_TYPE] = names_.light_type;
-        state_texts_[75] = names_.light_spread;
-        state_texts_[76] = names_.light_spread_cos;
-        state_texts_[77] = names_.light_distance_limit;
+        state_texts_[STATE_LIGHT_SPREAD] = names_.light_spread;
+        state_texts_[STATE_LIGHT_SPREAD_COS] = names_.light_spread_cos;
+        state_texts_[STATE_LIGHT_DISTANCE_LIMIT] = names_.light_distance_limit;
     }
 }
 
@@ -243,6 +256,23 @@ void Fx_code_generator::print_as_is(const char* format, ...)
     out().write_verbatim(larger);
 }
 
+void Fx_code_generator::write_data(std::string_view text)
+{
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        size_t stop = end == std::string_view::npos ? text.size() : end + 1;
+        const std::string& written = out().text();
+        bool line_start = written.empty() || written.back() == '\n';
+        std::string line;
+        if (line_start && text[start] != '\n')
+            line.assign(size_t(out().depth()), '\t');
+        line.append(text.data() + start, stop - start);
+        out().write_verbatim(line);
+        start = stop;
+    }
+}
+
 // File order
 
 void Fx_code_generator::generate()
@@ -312,13 +342,13 @@ void Fx_code_generator::print_banner()
 void Fx_code_generator::print_header()
 {
     if (!fx_.fx_header.empty())
-        out().print("\n%s\n", fx_.fx_header.c_str());
+        write_data("\n" + fx_.fx_header + "\n");
 }
 
 void Fx_code_generator::print_footer()
 {
     if (!fx_.fx_footer.empty())
-        out().print("\n\n%s\n", fx_.fx_footer.c_str());
+        write_data("\n\n" + fx_.fx_footer + "\n");
 }
 
 void Fx_code_generator::print_prelude()
@@ -451,13 +481,13 @@ void Fx_code_generator::print_state_parameter(int32_t index, bool as_member)
     out().print("%s %s", type.c_str(), parameter.name);
     std::string semantic = mapped_semantic(parameter.name);
     if (!semantic.empty())
-        out().print(" : %s", semantic.c_str());
+        write_data(" : " + semantic);
     std::vector<std::string> annotations;
     mapped_annotation_lines(parameter.name, ovrel_type, annotations);
     if (!annotations.empty()) {
         out().write("<\n");
         for (const std::string& line : annotations)
-            out().write(line);
+            write_data(line);
         if (parameter.default_text)
             out().print("> = %s;\n", parameter.default_text);
         else
@@ -722,11 +752,11 @@ void Fx_code_generator::print_technique()
     out().write(TEXT::technique_comment);
     out().print("technique %s\n", names_.technique.c_str());
     if (!fx_.technique_annotations.empty())
-        out().print("<\n%s\n>\n", fx_.technique_annotations.c_str());
+        write_data("<\n" + fx_.technique_annotations + "\n>\n");
     out().print("{\n");
     out().print("pass %s\n", names_.pass.c_str());
     if (!fx_.pass_annotations.empty())
-        out().print("<\n%s\n>\n", fx_.pass_annotations.c_str());
+        write_data("<\n" + fx_.pass_annotations + "\n>\n");
     out().print("{\n");
     if (fx_.render_state) {
         const char* test = fx_.depth_test ? "true" : "false";

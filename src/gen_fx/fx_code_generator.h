@@ -78,6 +78,9 @@ protected:
     BACK12::Text_writer& out() { return *out_; }
     // Text that carries its own tab layout, written as it stands.
     void print_as_is(const char* format, ...) QZ_PRINTF(2, 3);
+    // Text from the source or the host (strings, file names, header text): indented like the
+    // rest, but its braces neither open nor close a level.
+    void write_data(std::string_view text);
 
     // Binding strength of what a node prints as, weakest first. An operand whose level is below
     // the one its place asks for is put in parentheses; the tree holds all precedence explicitly.
@@ -105,7 +108,33 @@ protected:
     // Statements: one statement, or the statements of a list, iterating over siblings.
     void print_statement(const St_node* node);
     void print_statements(const St_node* first);
+    // A light loop over the attachment array; a sample loop once.
+    virtual void print_foreach(const St_node* node);
+    // A chain of ifs, with the selector saved when it is not repeatable.
+    virtual void print_switch(const St_node* node);
+
+    // Declarations: functions, the types and reachable functions of a unit, variables.
     void print_function(const St_node* function);
+    void print_types(SYNTAX_TREE::Compilation_unit* unit);
+    void print_unit_functions(SYNTAX_TREE::Compilation_unit* unit);
+    void print_local_declaration(const St_node* declaration);
+    void print_struct(const St_node* declaration);
+    void print_enum(const St_node* declaration);
+
+    // Parts of the walk.
+    int32_t expression_level(const St_node* node) const;
+    void print_operand(const St_node* node, int32_t level);
+    void print_binary(const St_node* node, const char* op, int32_t level);
+    void print_arguments(const St_node* arguments);
+    void print_block(const St_node* block, const St_node* skip_last = nullptr);
+    void print_branch(const St_node* node);
+    void print_condition(const St_node* condition);
+    std::string type_text(int32_t type_index) const;
+    std::string specifier_text(const St_node* specifier) const;
+    std::string array_suffix(const St_node* node) const;
+    bool is_skipped_type(std::string_view name) const;
+    bool is_struct_name(const std::string& name) const;
+    const SYNTAX_TREE::Type* type_of(const St_node* node) const;
 
     const BACK12::Generator_input& input_;
     SYNTAX_TREE::Compilation_unit* unit_;
@@ -115,8 +144,14 @@ protected:
     BACK12::Used_state_table used_{};
     BACK12::Used_state_function_table used_functions_{};
 
+    // Name tables, filled once at construction; a derived target changes its rows.
+    std::string state_texts_[SYNTAX_TREE::STATE_VARIABLE_COUNT];
+    std::unordered_map<std::string, std::string> type_map_;
+    std::unordered_map<std::string, std::string> function_map_;
+    std::unordered_map<std::string, std::string> identifier_map_;
+    std::unordered_map<std::string, std::string> constructor_map_;
+
 private:
-    // Tables, filled once at construction.
     void fill_tables();
     void close_used_state();
 
@@ -128,9 +163,7 @@ private:
     void print_footer();
     void print_prelude();
     void print_interfaces();
-    void print_types(SYNTAX_TREE::Compilation_unit* unit);
     void print_imports();
-    void print_unit_functions(SYNTAX_TREE::Compilation_unit* unit);
     void print_state_struct();
     void print_free_parameters();
     void print_state_parameters();
@@ -155,16 +188,9 @@ private:
     void print_derived_state();
     bool calls_environment() const;
     bool is_light() const;
-
-    // Types and declarations
-    void print_struct(const St_node* declaration);
-    void print_enum(const St_node* declaration);
     void print_hlsl_struct_constructor(const std::string& name, const std::vector<std::string>& member_types,
-                                       const std::vector<std::string>& member_names);
-    std::string type_text(int32_t type_index) const;
-    std::string specifier_text(const St_node* specifier) const;
-    std::string array_suffix(const St_node* init_identifier) const;
-    bool is_skipped_type(std::string_view name) const;
+                                       const std::vector<std::string>& member_names,
+                                       const std::vector<std::string>& member_suffixes);
 
     // Parameters, annotations and textures
     void print_parameter(const BACK12::Generator_variable& variable);
@@ -179,33 +205,21 @@ private:
     std::string annotation_value(const St_node* value, std::string& type);
     void print_initializer(const St_node* value);
     void print_sampler(const BACK12::Generator_variable& variable, uint8_t code);
-    void print_local_declaration(const St_node* declaration);
 
     // Expressions
-    int32_t expression_level(const St_node* node) const;
     bool is_matrix_product(const St_node* node) const;
-    void print_binary(const St_node* node, const char* op, int32_t level);
-    void print_operand(const St_node* node, int32_t level);
     void print_multiplicative(const St_node* node);
     void print_member_access(const St_node* node);
     void print_call(const St_node* node);
     void print_constructor(const St_node* node, const std::string& type_word, const St_node* arguments);
-    void print_arguments(const St_node* arguments);
     void print_string(const St_node* node);
     void print_variable(const St_node* node);
     bool is_identity_transform(const St_node* node) const;
-    bool is_struct_name(const std::string& name) const;
-    const SYNTAX_TREE::Type* type_of(const St_node* node) const;
+    void note_assignment(const St_node* node);
 
     // Statements
-    void print_branch(const St_node* node);
-    void print_block(const St_node* block, const St_node* skip_last = nullptr);
-    void print_condition(const St_node* condition);
     void print_for(const St_node* node);
-    void print_foreach(const St_node* node);
-    void print_switch(const St_node* node);
     void print_jump(const St_node* node);
-    void note_assignment(const St_node* node);
 
     // Debug display
     void print_debug_watch(const St_node* statement);
@@ -217,12 +231,6 @@ private:
     BACK12::Annotation_map annotations_;
     BACK12::Text_writer writer_;
     BACK12::Text_writer* out_ = &writer_;
-
-    std::string state_texts_[SYNTAX_TREE::STATE_VARIABLE_COUNT];
-    std::unordered_map<std::string, std::string> type_map_;
-    std::unordered_map<std::string, std::string> function_map_;
-    std::unordered_map<std::string, std::string> identifier_map_;
-    std::unordered_map<std::string, std::string> constructor_map_;
     std::unordered_map<std::string, std::string> string_texts_;
 
     int32_t switch_count_ = 0;

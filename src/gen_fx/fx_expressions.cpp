@@ -22,7 +22,6 @@ namespace {
 // Deeper nesting than this is taken as a fault of the tree; the walk stops there with a message.
 constexpr int32_t MAX_NESTING = 512;
 
-
 const St_node* arguments_of(const St_node* call)
 {
     return call ? call->find_child(ST::NODE_FUNCTION_CALL_PARAMETERS) : nullptr;
@@ -69,8 +68,9 @@ std::string Fx_code_generator::type_name(std::string_view name) const
 {
     std::string key(name);
     // Enums are Int types.
-    if (unit_ && unit_->find_enum(key) >= 0)
-        return type_name("Int");
+    for (const SYNTAX_TREE::Compilation_unit* unit : input_.units)
+        if (unit->find_enum(key) >= 0)
+            return type_name("Int");
     auto found = type_map_.find(key);
     if (found != type_map_.end())
         return found->second;
@@ -389,8 +389,12 @@ void Fx_code_generator::print_member_access(const St_node* node)
     const St_node* selector = base ? base->next_sibling : nullptr;
     const Type* base_type = type_of(base);
     std::string_view member = selector ? selector->text_view() : std::string_view();
-    // Arrays know their length.
+    // Arrays know their length. HLSL arrays have no length member, but a sized one has its size.
     if (base_type && base_type->is_array()) {
+        if (fx_.hlsl && base_type->array_size() > 1) {
+            out().print("%u", base_type->array_size());
+            return;
+        }
         print_operand(base, LEVEL_POSTFIX);
         out().write(".length");
         return;
@@ -477,6 +481,8 @@ void Fx_code_generator::print_call(const St_node* node)
 
 bool Fx_code_generator::is_struct_name(const std::string& name) const
 {
+    if (constructor_map_.count(name))
+        return true;
     const Type* type = unit_ ? unit_->type_at(unit_->lookup_type(name)) : nullptr;
     return type && type->is_struct();
 }
@@ -548,9 +554,12 @@ void Fx_code_generator::print_string(const St_node* node)
 void Fx_code_generator::print_variable(const St_node* node)
 {
     ST::Enum_value value;
-    if (unit_ && unit_->find_enum_value(std::string(node->text_view()), &value)) {
-        out().print("%d", value.value);
-        return;
+    std::string name(node->text_view());
+    for (const SYNTAX_TREE::Compilation_unit* unit : input_.units) {
+        if (unit->find_enum_value(name, &value)) {
+            out().print("%d", value.value);
+            return;
+        }
     }
     out().write(identifier(node->text_view()));
 }

@@ -162,7 +162,7 @@ void Fx_code_generator::print_parameter(const Generator_variable& variable)
             semantic = std::string(value->text_view());
     }
     if (!semantic.empty())
-        out().print(" : %s ", semantic.c_str());
+        write_data(" : " + semantic + " ");
 
     std::vector<std::string> lines;
     for (const St_node* call = block ? block->first_child : nullptr; call; call = call->next_sibling) {
@@ -175,7 +175,7 @@ void Fx_code_generator::print_parameter(const Generator_variable& variable)
     if ((block && block->first_child) || annotations_.has_entry(variable.name, ovrel_type)) {
         out().write("\n<\n");
         for (const std::string& line : lines)
-            out().write(line);
+            write_data(line);
         out().write(">");
     }
 
@@ -294,7 +294,7 @@ void Fx_code_generator::print_sampler(const Generator_variable& variable, uint8_
         out().print("texture %s <\n", texture.c_str());
         out().print("string UIName = \"%s\";\n", name.c_str());
         if (!resource.empty())
-            out().print("string ResourceName = \"%s\";\n", resource.c_str());
+            write_data("string ResourceName = \"" + resource + "\";\n");
         out().print("string ResourceType = \"%s\";\n", kind.resource_type);
         out().write(">;\n\n");
         out().print("%s %s = sampler_state {\n", kind.sampler_type, name.c_str());
@@ -304,7 +304,7 @@ void Fx_code_generator::print_sampler(const Generator_variable& variable, uint8_
         out().print("%s %s", kind.sampler_type, name.c_str());
         if (!fx_.component) {
             out().write("\n<\n");
-            out().print("string File = \"%s\";\n", resource.empty() ? "default.dds" : resource.c_str());
+            write_data("string File = \"" + (resource.empty() ? std::string("default.dds") : resource) + "\";\n");
             out().write("> = sampler_state {\n");
             opened = true;
         }

@@ -19,6 +19,17 @@ namespace {
 
 constexpr int32_t MAX_STATEMENT_NESTING = 256;
 
+// ORDER: index 0 CgFX, 1 HLSL. head: %.*s the enum's name; member: %.*s the name, %d the value.
+struct Enum_dialect {
+    const char* head;
+    const char* member;
+    const char* tail;
+};
+const Enum_dialect enum_dialects[2] = {
+    {"enum %.*s {\n", "\t%.*s = %d,\n", "};\n\n"},
+    {"// enum %.*s\n", "static const int %.*s = %d;\n", "\n"},
+};
+
 bool is_block(const St_node* node)
 {
     return node && node->kind == ST::NODE_STATEMENT_BLOCK;
@@ -231,7 +242,8 @@ void Fx_code_generator::print_for(const St_node* node)
 }
 
 // A light loop walks the attachment array; a sample loop runs once, since the iterator yields
-// constants on hardware.
+// constants on hardware. Without interfaces the effect has no light attachments: the loop would
+// run over none, so it prints nothing (a linked unit has its light loops unrolled already).
 void Fx_code_generator::print_foreach(const St_node* node)
 {
     const St_node* iterator = node->first_child;
@@ -249,6 +261,8 @@ void Fx_code_generator::print_foreach(const St_node* node)
         }
         return;
     }
+    if (!fx_.interfaces)
+        return;
     const char* list = fx_.light_list_name.c_str();
     std::string variable = expression_text(iterator);
     out().print("for (int light_index=0;\n     light_index < %s.length;\n     light_index++)\n", list);
@@ -451,6 +465,7 @@ void Fx_code_generator::print_struct(const St_node* declaration)
     std::string name(name_node->text_view());
     std::vector<std::string> member_types;
     std::vector<std::string> member_names;
+    std::vector<std::string> member_suffixes;
     out().print("struct %s {\n", name.c_str());
     const St_node* blocks = declaration->find_child(ST::NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST);
     for (const St_node* block = blocks ? blocks->first_child : nullptr; block; block = block->next_sibling) {
@@ -463,25 +478,29 @@ void Fx_code_generator::print_struct(const St_node* declaration)
             for (const St_node* item = names ? names->first_child : nullptr; item; item = item->next_sibling) {
                 std::string member_name = identifier(item->text_view());
                 print_as_is("\t%s %s%s;\n", type.c_str(), member_name.c_str(), array_suffix(item).c_str());
+                // An array member is an array parameter of the constructor.
                 member_types.push_back(type);
+                member_suffixes.push_back(array_suffix(item));
                 member_names.push_back(member_name);
             }
         }
     }
     out().print("};\n\n");
     if (fx_.hlsl)
-        print_hlsl_struct_constructor(name, member_types, member_names);
+        print_hlsl_struct_constructor(name, member_types, member_names, member_suffixes);
 }
 
 void Fx_code_generator::print_hlsl_struct_constructor(const std::string& name,
                                                       const std::vector<std::string>& member_types,
-                                                      const std::vector<std::string>& member_names)
+                                                      const std::vector<std::string>& member_names,
+                                                      const std::vector<std::string>& member_suffixes)
 {
     auto constructor = constructor_map_.find(name);
     std::string function = constructor != constructor_map_.end() ? constructor->second : "__" + name + "_ctor";
     out().print("%s %s(\n", name.c_str(), function.c_str());
     for (size_t i = 0; i < member_names.size(); ++i)
-        print_as_is(i ? ",\n\t\t%s %s" : "\t\t%s %s", member_types[i].c_str(), member_names[i].c_str());
+        print_as_is(i ? ",\n\t\t%s %s%s" : "\t\t%s %s%s", member_types[i].c_str(), member_names[i].c_str(),
+                    member_suffixes[i].c_str());
     out().write(")\n");
     out().write("{\n");
     print_as_is("\t%s s;\n", name.c_str());
@@ -491,18 +510,21 @@ void Fx_code_generator::print_hlsl_struct_constructor(const std::string& name,
     out().write("}\n\n");
 }
 
+// Uses of an enum print its values and int, so the declaration only names them. HLSL has no
+// enum: there the members are named constants.
 void Fx_code_generator::print_enum(const St_node* declaration)
 {
-    out().print("enum %.*s {\n", int(declaration->text_view().size()), declaration->text_view().data());
+    const Enum_dialect& dialect = enum_dialects[fx_.hlsl ? 1 : 0];
+    out().print(dialect.head, int(declaration->text_view().size()), declaration->text_view().data());
     int32_t next = 0;
     for (const St_node* member = declaration->first_child; member; member = member->next_sibling) {
         if (member->kind != ST::NODE_ENUM_MEMBER)
             continue;
         int32_t value = member->first_child ? member->first_child->int_value() : next;
-        print_as_is("\t%.*s = %d,\n", int(member->text_view().size()), member->text_view().data(), value);
+        print_as_is(dialect.member, int(member->text_view().size()), member->text_view().data(), value);
         next = value + 1;
     }
-    out().print("};\n\n");
+    out().write(dialect.tail);
 }
 
 }  // namespace GEN_FX

@@ -3,20 +3,14 @@
 
 #include <cstdint>
 
+#include "vorn/vorn_generator.h"
+
 namespace QZ {
 namespace PLUG {
 
-class Plugin {
-public:
-    virtual int32_t init() { return 1; }
-    virtual const char* get_name() = 0;
-    // Names the kind of plug-in; consumers keep those of the kind they handle.
-    virtual const char* get_type() = 0;
-    virtual int32_t get_version() { return 1; }
-    virtual const char* get_compiler() { return "unknown"; }
-    virtual void release() { delete this; }
-    virtual ~Plugin() = default;
-};
+// The slots every plug-in starts with. Plug-in libraries compile against the public header, so
+// the class is the public one, and a plug-in is one object type on both sides.
+using Plugin = vorn::Plugin_base;
 
 // Handed to every initializer; it offers nothing else.
 class Plugin_context {

@@ -14,7 +14,7 @@ public:
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) vorn::Generator_plugin_base* initializer(uint32_t index, void*)
+extern "C" __attribute__((visibility("default"))) vorn::Plugin_base* initializer(uint32_t index, void*)
 {
     return index == 0 ? new Late_plugin : nullptr;
 }

@@ -116,7 +116,7 @@ private:
     int32_t code_type_;
 };
 
-class Other_plugin : public vorn::Generator_plugin_base {
+class Other_plugin : public vorn::Plugin_base {
 public:
     const char* get_name() override { return "Test_other_plugin"; }
     const char* get_type() override { return "Some_other_kind"; }
@@ -124,7 +124,7 @@ public:
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) vorn::Generator_plugin_base* initializer(uint32_t index, void*)
+extern "C" __attribute__((visibility("default"))) vorn::Plugin_base* initializer(uint32_t index, void*)
 {
     switch (index) {
     case 0:

@@ -309,7 +309,7 @@ TEST(Back12_dispatch, adapter_release_counts_up_and_ends_only_on_wrap)
     PLUG::Mod_plug* saved = PLUG::mod_plug;
     PLUG::mod_plug = &registry;
     Counting_plugin foreign;
-    auto* plugin = reinterpret_cast<PLUG::Plugin*>(static_cast<vorn::Generator_plugin_base*>(&foreign));
+    PLUG::Plugin* plugin = &foreign;
     {
         BACK12::Code_generator12_plugin_adapter adapter(plugin);
         EXPECT_EQ(adapter.reference_count(), 1u);

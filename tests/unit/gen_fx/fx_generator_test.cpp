@@ -261,6 +261,36 @@ TEST(FxExpressions, ParenthesesFollowTheTree)
     EXPECT_TRUE(contains(root, "p = (bool(p) != bool(q)) && a < b;"));
 }
 
+TEST(FxStatements, LightLoopWalksTheAttachmentsOnlyWithInterfaces)
+{
+    std::string source = shader("Light_iterator light;\nColor sum = Color(0, 0, 0, 0);\n"
+                                "foreach (light) { sum += light.contribution; }\nresult = sum;");
+    std::string with = root_of(generate(source, {{"interfaces", "true"}, {"light_list_name", "__lamps"}}));
+    EXPECT_TRUE(contains(with, "for (int light_index=0;\n\t     light_index < __lamps.length;\n"
+                               "\t     light_index++)\n\t{\n"
+                               "\t\tlight = __lamps[light_index].eval(state); light.count = light_index;\n"
+                               "\t\tsum += light.contribution;\n\t}\n"))
+        << with;
+    // Without attachments there is no light to walk.
+    std::string without = root_of(generate(source));
+    EXPECT_FALSE(contains(without, "light_index"));
+    EXPECT_FALSE(contains(without, "light.contribution"));
+}
+
+TEST(FxDialects, EnumsAndArrayCountsInHlsl)
+{
+    std::string source = "enum Mode { ONE, FIVE = 5, SIX };\n" +
+                         shader("Scalar w[3];\nInt n = w.count;\nMode m = SIX;\nresult = Color(n, m, 0, 1);");
+    std::string cgfx = generate(source);
+    EXPECT_TRUE(contains(cgfx, "enum Mode {\n\tONE = 0,\n\tFIVE = 5,\n\tSIX = 6,\n};\n\n"));
+    EXPECT_TRUE(contains(root_of(cgfx), "int n = w.length;"));
+    EXPECT_TRUE(contains(root_of(cgfx), "int m = 6;"));
+    std::string hlsl = generate(source, {{"format", "HLSL"}});
+    EXPECT_TRUE(contains(hlsl, "// enum Mode\nstatic const int ONE = 0;\nstatic const int FIVE = 5;\n"
+                               "static const int SIX = 6;\n\n"));
+    EXPECT_TRUE(contains(root_of(hlsl), "int n = 3;"));
+}
+
 // The skeleton
 
 TEST(FxSkeleton, BannerIsSixLinesOf79Characters)
@@ -457,6 +487,17 @@ TEST(FxRobustness, DeepNestingStopsWithAMessage)
     for (const auto& line : log.lines())
         reported = reported || (line.code == GEN_FX::LOG_NESTING_TOO_DEEP && contains(line.text, "nesting too deep"));
     EXPECT_TRUE(reported);
+}
+
+TEST(FxRobustness, BracesInSourceAndHostTextKeepTheLayout)
+{
+    std::string text = generate(shader("result = c;", "Color c = Color(1, 1, 1, 1) { author(\"}}\"); };\n"
+                                                      "Texture2d t = \"{odd}.dds\";"),
+                                {{"fx_header", "} }"}, {"fx_footer", "{"}, {"technique_annotations", "}"}});
+    EXPECT_TRUE(contains(text, "string author = \"}}\";\n"));
+    EXPECT_TRUE(contains(text, "string File = \"{odd}.dds\";\n"));
+    EXPECT_TRUE(contains(text, "struct App2vert\n{\n\tfloat4 position : POSITION;\n"));
+    EXPECT_TRUE(contains(text, "\tpass P0\n\t{\n\t\tVertexShader"));
 }
 
 TEST(FxRobustness, LongStatementListsIterate)

@@ -144,7 +144,8 @@ float4 Importer_eval(State state)
 	Lib_pair pair;
 	pair.first = 0.25;
 	pair.second = local_twice(0.25);
-	result = float4(lib_sum(pair), 0, 0, 1);
+	Lib_pair made = __Lib_pair_ctor(0.5, 0.5);
+	result = float4(lib_sum(pair), lib_sum(made), 0, 1);
 	return result;
 }
 

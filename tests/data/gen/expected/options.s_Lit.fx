@@ -106,13 +106,6 @@ float4 Lit_eval(State state)
 	float4 result;
 	Light_iterator light;
 	result = float4(0, 0, 0, 0);
-	for (int light_index=0;
-	     light_index < __light_shaders.length;
-	     light_index++)
-	{
-		light = __light_shaders[light_index].eval(state); light.count = light_index;
-		result += light.contribution * diffuse * state.light_dotnl;
-	}
 	result += float4(0,0,0,0) * float4(1,1,1,1) + state.volume_input;
 	return result;
 }

@@ -41,6 +41,16 @@ struct State
 {
 	float3 position;
 	float ray_length;
+	float4 volume_input;
+	float3 light_position;
+	float3 light_direction;
+	float3 light_to_surface;
+	float light_distance;
+	float light_dotnl;
+	int light_type;
+	float light_spread;
+	float light_spread_cos;
+	float light_distance_limit;
 };
 
 //
@@ -136,7 +146,14 @@ float4 Parameters_eval(State state)
 	float4x4 m = mul(mul(mul(mul(mul(__camera_to_object, __camera_to_world), __camera_to_raster), __world_to_camera), __object_to_camera), __raster_to_camera);
 	float4x4 n = mul(mul(mul(__world_to_object, __world_to_raster), __raster_to_object), __raster_to_world);
 	float4x4 same = float4x4(1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,1);
+	float3 lighting = state.light_position + state.light_direction + state.light_to_surface + float3(0,0,1);
+	float reach = state.light_distance + state.light_dotnl + state.light_spread + state.light_spread_cos + state.light_distance_limit;
+	float2 light_at = float2(0,0);
+	bool spot = state.light_type == LIGHT_SPOT;
+	float4 behind = state.volume_input;
 	result = float4(offset.xyy, t) * m[0][0] * n[1][1] * same[2][2];
+	if (spot)
+		result += behind * reach + float4(lighting, light_at.x);
 	if (flat)
 		result *= float(frames + window);
 	return result;
@@ -153,6 +170,16 @@ Vert2frag fs_in) : COLOR
 	State state;
 	state.position = fs_in.position;
 	state.ray_length = length(state.position);
+	state.light_position = 0;
+	state.light_direction = 0;
+	state.light_to_surface = 0;
+	state.light_distance = 0;
+	state.light_dotnl = 0;
+	state.light_type = 0;
+	state.light_spread = 0;
+	state.light_spread_cos = 0;
+	state.light_distance_limit = 0;
+	state.volume_input = 0;
 	return Parameters_eval(state);
 }
 

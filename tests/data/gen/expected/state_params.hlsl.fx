@@ -63,6 +63,16 @@ float4 __float4_ctor(float v)
 struct State
 {
 	float3 position;
+	float4 volume_input;
+	float3 light_position;
+	float3 light_direction;
+	float3 light_to_surface;
+	float light_distance;
+	float light_dotnl;
+	int light_type;
+	float light_spread;
+	float light_spread_cos;
+	float light_distance_limit;
 };
 
 //
@@ -158,7 +168,14 @@ float4 Parameters_eval(State state)
 	float4x4 m = mul(__raster_to_camera, mul(__object_to_camera, mul(__world_to_camera, mul(__camera_to_raster, mul(__camera_to_world, __camera_to_object)))));
 	float4x4 n = mul(__raster_to_world, mul(__raster_to_object, mul(__world_to_raster, __world_to_object)));
 	float4x4 same = float4x4(1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,1);
+	float3 lighting = state.light_position + state.light_direction + state.light_to_surface + float3(0,0,1);
+	float reach = state.light_distance + state.light_dotnl + state.light_spread + state.light_spread_cos + state.light_distance_limit;
+	float2 light_at = float2(0,0);
+	bool spot = state.light_type == LIGHT_SPOT;
+	float4 behind = state.volume_input;
 	result = float4(offset.xyy, t) * m[0][0] * n[1][1] * same[2][2];
+	if (spot)
+		result += behind * reach + float4(lighting, light_at.x);
 	if (flat)
 		result *= float(frames + window);
 	return result;
@@ -174,6 +191,16 @@ Vert2frag fs_in) : COLOR
 {
 	State state;
 	state.position = fs_in.position;
+	state.light_position = 0;
+	state.light_direction = 0;
+	state.light_to_surface = 0;
+	state.light_distance = 0;
+	state.light_dotnl = 0;
+	state.light_type = 0;
+	state.light_spread = 0;
+	state.light_spread_cos = 0;
+	state.light_distance_limit = 0;
+	state.volume_input = 0;
 	return Parameters_eval(state);
 }
 
