@@ -78,8 +78,8 @@ output:
         Light_iterator it;
         foreach (it) {
             Scalar lit = max(dot(n, it.direction), 0.0);
-            Scalar spec = phong(n, it.direction, v, 1.0 / roughness);
-            sum += it.contribution * (base * lit + specular * spec);
+            Scalar highlight = phong(n, it.direction, v, 1.0 / roughness);
+            sum += it.contribution * (base * lit + specular * highlight);
         }
         Scalar acc = 0.0;
         for (Int i = 0; i < 4; i++)
