@@ -256,6 +256,21 @@ void Fx_code_generator::print_as_is(const char* format, ...)
     out().write_verbatim(larger);
 }
 
+int32_t Fx_code_generator::log_module() const
+{
+    return SYSTEM::MODULE_FX;
+}
+
+void Fx_code_generator::report(int32_t code, const char* format, ...)
+{
+    if (!LOG::mod_log)
+        return;
+    va_list values;
+    va_start(values, format);
+    LOG::mod_log->vlog(log_module(), LOG::CAT_PLUG, code, LOG::SEV_ERROR, format, values);
+    va_end(values);
+}
+
 void Fx_code_generator::write_data(std::string_view text)
 {
     size_t start = 0;

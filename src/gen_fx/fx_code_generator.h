@@ -73,6 +73,11 @@ protected:
     // A state function call; false when it prints nothing.
     virtual bool print_state_function(const St_node* call, int32_t index);
     virtual const char* switch_value_format() const { return "__switch_value%d"; }
+    // What opens the test of a lowered switch case.
+    virtual const char* switch_test_open() const { return "if("; }
+    // The module under which the walk's messages are logged, and the code of "nesting too deep".
+    virtual int32_t log_module() const;
+    virtual int32_t nesting_log_code() const { return LOG_NESTING_TOO_DEEP; }
 
     // Output
     BACK12::Text_writer& out() { return *out_; }
@@ -101,12 +106,12 @@ protected:
     };
 
     // Expressions. paren wraps a compound expression in parentheses. False when nothing printed.
-    bool print_expression(const St_node* node, bool paren = false);
+    virtual bool print_expression(const St_node* node, bool paren = false);
     // The text of an expression, for a value that prints more than once.
     std::string expression_text(const St_node* node, bool paren = false);
 
     // Statements: one statement, or the statements of a list, iterating over siblings.
-    void print_statement(const St_node* node);
+    virtual void print_statement(const St_node* node);
     void print_statements(const St_node* first);
     // A light loop over the attachment array; a sample loop once.
     virtual void print_foreach(const St_node* node);
@@ -114,27 +119,32 @@ protected:
     virtual void print_switch(const St_node* node);
 
     // Declarations: functions, the types and reachable functions of a unit, variables.
-    void print_function(const St_node* function);
+    virtual void print_function(const St_node* function);
     void print_types(SYNTAX_TREE::Compilation_unit* unit);
     void print_unit_functions(SYNTAX_TREE::Compilation_unit* unit);
-    void print_local_declaration(const St_node* declaration);
+    virtual void print_local_declaration(const St_node* declaration);
     void print_struct(const St_node* declaration);
-    void print_enum(const St_node* declaration);
+    virtual void print_enum(const St_node* declaration);
 
     // Parts of the walk.
-    int32_t expression_level(const St_node* node) const;
+    virtual int32_t expression_level(const St_node* node) const;
     void print_operand(const St_node* node, int32_t level);
     void print_binary(const St_node* node, const char* op, int32_t level);
     void print_arguments(const St_node* arguments);
     void print_block(const St_node* block, const St_node* skip_last = nullptr);
     void print_branch(const St_node* node);
-    void print_condition(const St_node* condition);
+    virtual void print_condition(const St_node* condition);
     std::string type_text(int32_t type_index) const;
     std::string specifier_text(const St_node* specifier) const;
-    std::string array_suffix(const St_node* node) const;
+    virtual std::string array_suffix(const St_node* node) const;
     bool is_skipped_type(std::string_view name) const;
     bool is_struct_name(const std::string& name) const;
     const SYNTAX_TREE::Type* type_of(const St_node* node) const;
+    bool is_identity_transform(const St_node* node) const;
+    // Keeps track of the variables that hold an identity transform.
+    void note_assignment(const St_node* node);
+    // An error of the walk, under log_module().
+    void report(int32_t code, const char* format, ...) QZ_PRINTF(3, 4);
 
     const BACK12::Generator_input& input_;
     SYNTAX_TREE::Compilation_unit* unit_;
@@ -150,6 +160,8 @@ protected:
     std::unordered_map<std::string, std::string> function_map_;
     std::unordered_map<std::string, std::string> identifier_map_;
     std::unordered_map<std::string, std::string> constructor_map_;
+    // Variables that hold an identity transform, so that a product with them drops out.
+    std::set<std::string> identity_variables_;
 
 private:
     void fill_tables();
@@ -214,8 +226,6 @@ private:
     void print_constructor(const St_node* node, const std::string& type_word, const St_node* arguments);
     void print_string(const St_node* node);
     void print_variable(const St_node* node);
-    bool is_identity_transform(const St_node* node) const;
-    void note_assignment(const St_node* node);
 
     // Statements
     void print_for(const St_node* node);
@@ -240,8 +250,6 @@ private:
     bool depth_reported_ = false;
     bool in_parameter_initializer_ = false;
     bool in_root_ = false;
-    // Variables that hold an identity transform, so that a product with them drops out.
-    std::set<std::string> identity_variables_;
     // Locals of the function being printed, for debug display: name to type index.
     std::unordered_map<std::string, int32_t> local_types_;
 };

@@ -119,8 +119,8 @@ bool Fx_code_generator::print_expression(const St_node* node, bool paren)
         return false;
     if (depth_ >= MAX_NESTING) {
         if (!depth_reported_)
-            log_error(LOG_NESTING_TOO_DEEP, "Expression nesting too deep (over %d levels); the rest is left out",
-                      MAX_NESTING);
+            report(nesting_log_code(), "Expression nesting too deep (over %d levels); the rest is left out",
+                   MAX_NESTING);
         depth_reported_ = true;
         return false;
     }

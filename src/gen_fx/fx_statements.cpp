@@ -82,8 +82,8 @@ void Fx_code_generator::print_statement(const St_node* node)
         return;
     if (statement_depth_ >= MAX_STATEMENT_NESTING) {
         if (!depth_reported_)
-            log_error(LOG_NESTING_TOO_DEEP, "Statement nesting too deep (over %d levels); the rest is left out",
-                      MAX_STATEMENT_NESTING);
+            report(nesting_log_code(), "Statement nesting too deep (over %d levels); the rest is left out",
+                   MAX_STATEMENT_NESTING);
         depth_reported_ = true;
         return;
     }
@@ -92,10 +92,10 @@ void Fx_code_generator::print_statement(const St_node* node)
     switch (node->kind) {
     case ST::NODE_FUNCTION_DECLARATION:
     case ST::NODE_FUNCTION_DEFINITION:
-        log_error(LOG_NESTED_FUNCTION, "Nested functions are not supported");
+        report(LOG_NESTED_FUNCTION, "Nested functions are not supported");
         break;
     case ST::NODE_CLASS_DECLARATION:
-        log_error(LOG_NESTED_CLASS, "Nested classes are not supported");
+        report(LOG_NESTED_CLASS, "Nested classes are not supported");
         break;
     case ST::NODE_VARIABLE_DECLARATION:
         print_local_declaration(node);
@@ -346,7 +346,7 @@ void Fx_code_generator::print_switch(const St_node* node)
 
     for (size_t i = 0; i < groups.size(); ++i) {
         const Group& group = groups[i];
-        out().write("if(");
+        out().write(switch_test_open());
         for (size_t k = 0; k < group.labels.size(); ++k) {
             out().print(k ? " || (%s == " : "(%s == ", value.c_str());
             print_operand(group.labels[k], LEVEL_EQUALITY + 1);

@@ -1,5 +1,5 @@
-// vorn_gen_tool [--target NAME] [--debug NAME INDEX] FILE [KEY=VALUE...]: compiles FILE and
-// prints the generated text, so that generators can be watched and kept as golden files.
+// vorn_gen_tool [--target NAME] [--program N] [--debug NAME INDEX] FILE [KEY=VALUE...]: compiles
+// FILE and prints the generated text, so that generators can be watched and kept as golden files.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,8 +20,10 @@
 namespace {
 
 const char* const usage_text =
-    "usage: vorn_gen_tool [--target NAME] [--debug NAME INDEX] FILE [KEY=VALUE...]\n"
+    "usage: vorn_gen_tool [--target NAME] [--program N] [--debug NAME INDEX] FILE [KEY=VALUE...]\n"
     "Compiles an Ovrel source file and prints what the target (default FX) generates from it.\n"
+    "A result of several programs prints each under a line \"==> program N <==\"; --program N\n"
+    "prints program N alone (for GL, 0 is the vertex text and 1 the fragment text).\n"
     "KEY=VALUE pairs are generator options; shader_type (none, surface, light, environment,\n"
     "volume), complete_program (a number), primary_output, shader_name and option_count_hint\n"
     "fill the option record, all other keys are attributes. --debug names the variable and the\n"
@@ -30,6 +32,7 @@ const char* const usage_text =
 
 struct Arguments {
     std::string target = "FX";
+    int32_t program = -1;  // all
     std::string file;
     QZ::BACK12::Debug_display debug;
     QZ::COMPILER::Compile_options options;
@@ -85,6 +88,12 @@ bool parse_arguments(int argc, char** argv, Arguments& arguments)
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--target") == 0 && i + 1 < argc) {
             arguments.target = argv[++i];
+        } else if (std::strcmp(argv[i], "--program") == 0 && i + 1 < argc) {
+            char* end = nullptr;
+            long number = std::strtol(argv[++i], &end, 10);
+            if (!end || *end || number < 0 || number > 1000000)
+                return false;
+            arguments.program = int32_t(number);
         } else if (std::strcmp(argv[i], "--debug") == 0 && i + 2 < argc) {
             arguments.debug.name = argv[++i];
             arguments.debug.index = std::atoi(argv[++i]);
@@ -123,6 +132,16 @@ bool print_target(QZ::SYNTAX_TREE::Compilation_unit* unit, const Arguments& argu
         return false;
     }
     uint32_t count = result->program_count();
+    if (arguments.program >= 0) {
+        const std::string* text = result->program_text(uint32_t(arguments.program));
+        if (!text) {
+            std::fprintf(stderr, "vorn_gen_tool: target '%s' has %u program(s), no program %d\n",
+                         arguments.target.c_str(), count, int(arguments.program));
+            return false;
+        }
+        std::fputs(text->c_str(), stdout);
+        return true;
+    }
     for (uint32_t i = 0; i < count; ++i) {
         if (count > 1)
             std::printf("==> program %u <==\n", i);
@@ -146,7 +165,8 @@ int run(const Arguments& arguments)
         std::fprintf(stderr, "%s\n", QZ::SYNTAX_TREE::format_error(error, arguments.file.c_str()).c_str());
     if (!unit || !errors.empty())
         return 1;
-    bool printed = arguments.target == "FX" ? print_fx(unit.get(), arguments) : print_target(unit.get(), arguments);
+    bool direct = arguments.target == "FX" && arguments.program <= 0;
+    bool printed = direct ? print_fx(unit.get(), arguments) : print_target(unit.get(), arguments);
     return printed ? 0 : 1;
 }
 
