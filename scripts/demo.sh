@@ -18,8 +18,10 @@ for example in examples/*.ovl; do
 done
 mkdir -p build/examples
 for example in examples/*.ovl; do
-  echo "== vornc compile $example --target FX"
-  "$vornc" compile "$example" --target FX -o build/examples
+  for target in FX GL; do
+    echo "== vornc compile $example --target $target"
+    "$vornc" compile "$example" --target "$target" -o build/examples
+  done
 done
 echo "== vornc dump-tree examples/rim.ovl (first lines)"
 tree=$("$vornc" dump-tree examples/rim.ovl)

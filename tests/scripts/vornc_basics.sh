@@ -32,6 +32,9 @@ mkdir -p "$tmp/out"
 out=$("$vornc" compile "$tmp/good.ovl" --target FX -o "$tmp/out"); status=$?
 check "compile to FX exits 0 and prints the path written" "[ $status -eq 0 ] && [ \"\$out\" = \"$tmp/out/good.fx\" ]"
 check "compile to FX writes an effect with a technique" "grep -q '^technique T0' \"$tmp/out/good.fx\""
+out=$("$vornc" compile "$tmp/good.ovl" --target GL -o "$tmp/out"); status=$?
+check "compile to GL writes a vertex and a fragment text" "[ $status -eq 0 ] && [ \"\$out\" = \"$tmp/out/good.vert
+$tmp/out/good.frag\" ] && grep -q 'ftransform' \"$tmp/out/good.vert\" && grep -q 'gl_FragColor' \"$tmp/out/good.frag\""
 err=$("$vornc" compile "$tmp/good.ovl" --target fx 2>&1); status=$?
 check "a target differing in case is unknown, exit 2" "[ $status -eq 2 ] && grep -q 'FX, GL, Cg and Swrc' <<<\"\$err\""
 "$vornc" compile "$tmp/bad.ovl" --target FX -o "$tmp/out" 2>/dev/null; check "compile of a bad file exits 1" "[ $? -eq 1 ]"
