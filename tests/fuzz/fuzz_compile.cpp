@@ -1,4 +1,4 @@
-// Whole compiles over arbitrary bytes: front end, both passes and the FX generator. Errors are
+// Whole compiles over arbitrary bytes: front end, both passes, the FX and GL generators. Errors are
 // fine; faults and hangs are not.
 #include <cstdint>
 #include <memory>
@@ -37,5 +37,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     options.attributes["interfaces"] = "true";
     std::unique_ptr<QZ::BACK12::Generated_shader> hlsl(
         QZ::COMPILER::mod_compiler->generate_shader(unit.get(), "FX", options));
+    std::unique_ptr<QZ::BACK12::Generated_shader> gl(QZ::COMPILER::mod_compiler->generate_shader(unit.get(), "GL", options));
     return 0;
 }
