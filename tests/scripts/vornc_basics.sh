@@ -27,6 +27,11 @@ out=$("$vornc" check "$tmp/bad.ovl" 2>/dev/null); check "check prints nothing on
 out=$("$vornc" --path "$tmp" check good.ovl 2>&1); check "check finds files through --path" "[ $? -eq 0 ]"
 out=$("$vornc" dump-tree "$tmp/good.ovl"); check "dump-tree prints the shader's tree" "grep -q '^CLASS_DECLARATION \"shader\"' <<<\"\$out\" && grep -q '^        STATEMENT_BLOCK' <<<\"\$out\""
 "$vornc" check 2>/dev/null; check "check without files exits 2" "[ $? -eq 2 ]"
+: > "$tmp/empty.ovl"
+err=$("$vornc" check "$tmp/empty.ovl" 2>&1); status=$?
+check "an empty file fails with a message, not silently" "[ $status -eq 1 ] && grep -q 'nothing to compile' <<<\"\$err\""
+head -c 2000 /dev/urandom > "$tmp/noise.ovl"
+"$vornc" check "$tmp/noise.ovl" >/dev/null 2>&1; check "random bytes give diagnostics and exit 1" "[ $? -eq 1 ]"
 
 mkdir -p "$tmp/out"
 out=$("$vornc" compile "$tmp/good.ovl" --target FX -o "$tmp/out"); status=$?

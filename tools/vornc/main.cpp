@@ -142,6 +142,17 @@ vorn::IVorn_compiler* get_compiler(vorn::IVorn* root)
     return compiler;
 }
 
+// Compiles a file and prints its diagnostics. A file with no declarations gives no unit and no
+// diagnostic; say so, so that a failure is never silent.
+vorn::ICompilation_unit* compile_reporting(vorn::IVorn_compiler* compiler, const std::string& file,
+                                           vorn::ICompiler_errors* errors)
+{
+    vorn::ICompilation_unit* unit = compiler->compile_file(file.c_str(), errors);
+    if (print_diagnostics(errors) == 0 && !unit)
+        std::fprintf(stderr, "vornc: %s: nothing to compile (no declarations)\n", file.c_str());
+    return unit;
+}
+
 int command_check(vorn::IVorn* root, const Arguments& arguments)
 {
     if (arguments.rest.empty()) {
@@ -154,8 +165,8 @@ int command_check(vorn::IVorn* root, const Arguments& arguments)
     vorn::ICompiler_errors* errors = compiler->create_errors();
     int status = 0;
     for (const std::string& file : arguments.rest) {
-        vorn::ICompilation_unit* unit = compiler->compile_file(file.c_str(), errors);
-        if (print_diagnostics(errors) > 0 || !unit)
+        vorn::ICompilation_unit* unit = compile_reporting(compiler, file, errors);
+        if (errors->get_count() > 0 || !unit)
             status = 1;
         if (unit)
             unit->release();
@@ -200,8 +211,7 @@ int command_dump_tree(vorn::IVorn* root, const Arguments& arguments)
     if (!compiler)
         return 1;
     vorn::ICompiler_errors* errors = compiler->create_errors();
-    vorn::ICompilation_unit* unit = compiler->compile_file(arguments.rest[0].c_str(), errors);
-    print_diagnostics(errors);
+    vorn::ICompilation_unit* unit = compile_reporting(compiler, arguments.rest[0], errors);
     errors->release();
     compiler->release();
     if (!unit)
@@ -267,8 +277,7 @@ int command_compile(vorn::IVorn* root, const Arguments& arguments)
         return 1;
     const std::string& file = arguments.rest[0];
     vorn::ICompiler_errors* errors = compiler->create_errors();
-    vorn::ICompilation_unit* unit = compiler->compile_file(file.c_str(), errors);
-    print_diagnostics(errors);
+    vorn::ICompilation_unit* unit = compile_reporting(compiler, file, errors);
     errors->release();
     if (!unit) {
         compiler->release();
