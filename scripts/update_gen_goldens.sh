@@ -35,22 +35,7 @@ actual_dir="$build_dir/gen_goldens"
 examples=$(pwd)/examples
 mkdir -p "$actual_dir/examples" "$data/expected/examples"
 
-# The same token rules as tests/scripts/gen_golden.sh.
-token_arguments() {
-  local token=$1 line
-  case "$token" in
-    s_*) printf '%s\n' "shader_name=${token#s_}"; return 0 ;;
-    p_*) printf '%s\n' "primary_output=${token#p_}"; return 0 ;;
-    dbg_*) printf '%s\n' --debug "${token#dbg_}" 0; return 0 ;;
-  esac
-  line=$(grep -E "^$token[[:space:]]" "$data/options.txt" | head -n 1) || true
-  if [ -z "$line" ]; then
-    echo "unknown token '$token' (add it to $data/options.txt)" >&2
-    return 1
-  fi
-  eval "set -- ${line#"$token"}"
-  printf '%s\n' "$@"
-}
+. "$(dirname "$0")/golden_tokens.sh"
 
 # Every expected file is a case; an input without one has the case of its name alone.
 if [ ${#cases[@]} -eq 0 ]; then

@@ -39,21 +39,7 @@ examples=$(pwd)/examples
 inputs=$(pwd)/$expected_dir/inputs
 mkdir -p "$actual_dir/examples" "$actual_dir/inputs" "$expected_dir/examples" "$expected_dir/inputs"
 
-# The same token rules as tests/scripts/gen_gl_golden.sh.
-token_arguments() {
-  local token=$1 line
-  case "$token" in
-    s_*) printf '%s\n' "shader_name=${token#s_}"; return 0 ;;
-    p_*) printf '%s\n' "primary_output=${token#p_}"; return 0 ;;
-  esac
-  line=$(grep -E "^$token[[:space:]]" "$data/options.txt" | head -n 1) || true
-  if [ -z "$line" ]; then
-    echo "unknown token '$token' (add it to $data/options.txt)" >&2
-    return 1
-  fi
-  eval "set -- ${line#"$token"}"
-  printf '%s\n' "$@"
-}
+. "$(dirname "$0")/golden_tokens.sh"
 
 # Every expected pair is a case; an input without one has the case of its name alone.
 if [ ${#cases[@]} -eq 0 ]; then
@@ -87,7 +73,7 @@ for case_path in "${cases[@]}"; do
   arguments=()
   IFS=. read -r -a words <<<"$case_name"
   for token in base "${words[@]:1}"; do
-    lines=$(token_arguments "$token") || exit 2
+    lines=$(token_arguments "$token" no_debug) || exit 2
     while IFS= read -r word; do arguments+=("$word"); done <<<"$lines"
   done
   for pair in 0:vert 1:frag; do

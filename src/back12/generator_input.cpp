@@ -32,6 +32,25 @@ std::string_view function_definition_name(const St_node* function)
     return last ? last->text_view() : std::string_view();
 }
 
+const SYNTAX_TREE::St_node* call_arguments(const SYNTAX_TREE::St_node* call)
+{
+    return call ? call->find_child(SYNTAX_TREE::NODE_FUNCTION_CALL_PARAMETERS) : nullptr;
+}
+
+int32_t argument_count(const SYNTAX_TREE::St_node* arguments)
+{
+    return arguments ? arguments->child_count() : 0;
+}
+
+const SYNTAX_TREE::St_node* type_specifier_of(const SYNTAX_TREE::St_node* node)
+{
+    for (const SYNTAX_TREE::St_node* child = node ? node->first_child : nullptr; child; child = child->next_sibling)
+        if (child->kind == SYNTAX_TREE::NODE_SIMPLE_TYPE_SPECIFIER ||
+            child->kind == SYNTAX_TREE::NODE_NESTED_TYPE_SPECIFIER)
+            return child;
+    return nullptr;
+}
+
 int32_t state_reference_index(const St_node* node)
 {
     if (!node || node->text_size != int32_t(sizeof(int32_t)) || !node->text)

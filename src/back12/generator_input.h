@@ -90,5 +90,12 @@ std::string_view function_definition_name(const SYNTAX_TREE::St_node* function);
 // The state variable or function number that a reference node holds, or -1.
 int32_t state_reference_index(const SYNTAX_TREE::St_node* node);
 
+// The parameter list of a call, or null.
+const SYNTAX_TREE::St_node* call_arguments(const SYNTAX_TREE::St_node* call);
+// The number of arguments in a parameter list; 0 for none.
+int32_t argument_count(const SYNTAX_TREE::St_node* arguments);
+// The first child that is a type specifier, or null.
+const SYNTAX_TREE::St_node* type_specifier_of(const SYNTAX_TREE::St_node* node);
+
 }  // namespace BACK12
 }  // namespace QZ

@@ -913,15 +913,21 @@ void Fx_code_generator::print_alpha_fold(const std::string& result)
     }
 }
 
+const Generator_variable* Fx_code_generator::find_output(const char* name) const
+{
+    const Generator_variable* found = nullptr;
+    for (const Generator_variable& output : input_.outputs)
+        if (output.name == name)
+            found = &output;
+    return found;
+}
+
 void Fx_code_generator::print_light_result(const Generator_variable& result)
 {
     std::string r = identifier(result.name);
     print_as_is("\t\t%s __light_out;\n", names_.light_iterator.c_str());
     print_as_is("\t\t__light_out.raw_contribution = %s;\n", r.c_str());
-    const Generator_variable* shadow = nullptr;
-    for (const Generator_variable& output : input_.outputs)
-        if (output.name == "light_shadow")
-            shadow = &output;
+    const Generator_variable* shadow = find_output("light_shadow");
     if (shadow) {
         std::string s = identifier(shadow->name);
         print_as_is("\t\t__light_out.contribution = __light_out.raw_contribution * %s;\n", s.c_str());

@@ -59,6 +59,8 @@ public:
     BACK12::Annotation_map& annotation_map() { return annotations_; }
 
 protected:
+    // The shader's output of that name, or null.
+    const BACK12::Generator_variable* find_output(const char* name) const;
     using St_node = SYNTAX_TREE::St_node;
 
     // Hooks of the walk: what a derived target says differently.
@@ -190,6 +192,7 @@ private:
     void print_fragment_main();
     void print_technique();
     void print_light_result(const BACK12::Generator_variable& result);
+
     void print_return(const BACK12::Generator_variable& result);
     void print_alpha_fold(const std::string& result);
 

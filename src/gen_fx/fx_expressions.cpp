@@ -22,25 +22,6 @@ namespace {
 // Deeper nesting than this is taken as a fault of the tree; the walk stops there with a message.
 constexpr int32_t MAX_NESTING = 512;
 
-const St_node* arguments_of(const St_node* call)
-{
-    return call ? call->find_child(ST::NODE_FUNCTION_CALL_PARAMETERS) : nullptr;
-}
-
-int32_t argument_count(const St_node* arguments)
-{
-    return arguments ? arguments->child_count() : 0;
-}
-
-// The first child that is a type specifier.
-const St_node* specifier_of(const St_node* node)
-{
-    for (const St_node* child = node ? node->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind == ST::NODE_SIMPLE_TYPE_SPECIFIER || child->kind == ST::NODE_NESTED_TYPE_SPECIFIER)
-            return child;
-    return nullptr;
-}
-
 // The number of a state reference, or -1.
 int32_t state_index(const St_node* node)
 {
@@ -187,7 +168,7 @@ bool Fx_code_generator::print_expression(const St_node* node, bool paren)
         print_multiplicative(node);
         break;
     case ST::NODE_CAST_EXPRESSION:
-        out().print("(%s)", specifier_text(specifier_of(node)).c_str());
+        out().print("(%s)", specifier_text(BACK12::type_specifier_of(node)).c_str());
         print_operand(second, LEVEL_UNARY);
         break;
     case ST::NODE_PRE_INCREMENT_EXPRESSION:
@@ -220,7 +201,7 @@ bool Fx_code_generator::print_expression(const St_node* node, bool paren)
         break;
     case ST::NODE_METHOD_CALL_EXPRESSION:
         out().print("%s(", function_name(node->text_view()).c_str());
-        print_arguments(arguments_of(node));
+        print_arguments(BACK12::call_arguments(node));
         out().write(")");
         break;
     case ST::NODE_INT_CONSTANT:
@@ -435,9 +416,9 @@ void Fx_code_generator::print_arguments(const St_node* arguments)
 
 void Fx_code_generator::print_call(const St_node* node)
 {
-    const St_node* arguments = arguments_of(node);
+    const St_node* arguments = BACK12::call_arguments(node);
     if (node->kind == ST::NODE_CONSTRUCTOR_CALL_EXPRESSION) {
-        const St_node* specifier = specifier_of(node);
+        const St_node* specifier = BACK12::type_specifier_of(node);
         print_constructor(node, specifier ? std::string(specifier->text_view()) : std::string(), arguments);
         return;
     }
@@ -447,7 +428,7 @@ void Fx_code_generator::print_call(const St_node* node)
         print_constructor(node, name, arguments);
         return;
     }
-    if (name == "texCUBE" && fx_.rotate_cube_map && argument_count(arguments) >= 2) {
+    if (name == "texCUBE" && fx_.rotate_cube_map && BACK12::argument_count(arguments) >= 2) {
         // The cube's direction turns into z-up; a direction that is already "xzy" turns back.
         const St_node* sampler = arguments->first_child;
         const St_node* direction = sampler->next_sibling;
@@ -489,7 +470,7 @@ bool Fx_code_generator::is_struct_name(const std::string& name) const
 
 void Fx_code_generator::print_constructor(const St_node*, const std::string& type_word, const St_node* arguments)
 {
-    int32_t count = argument_count(arguments);
+    int32_t count = BACK12::argument_count(arguments);
     int32_t code = ST::language_word_code(type_word.c_str());
     std::string target = type_name(type_word);
     if (code > 0 && ST::is_vector(uint32_t(code)) && count == 1) {
@@ -567,7 +548,7 @@ void Fx_code_generator::print_variable(const St_node* node)
 // State functions by number. Those the hardware cannot do print a neutral value.
 bool Fx_code_generator::print_state_function(const St_node* call, int32_t index)
 {
-    const St_node* arguments = arguments_of(call);
+    const St_node* arguments = BACK12::call_arguments(call);
     const St_node* first = arguments ? arguments->first_child : nullptr;
     const St_node* second = first ? first->next_sibling : nullptr;
     const St_node* third = second ? second->next_sibling : nullptr;

@@ -818,10 +818,7 @@ void Gl_code_generator::print_light_result(const Generator_variable& result)
     std::string r = variable_name(result.name);
     print_as_is("\t%s light_out;\n", names_.light_iterator.c_str());
     print_as_is("\tlight_out.raw_contribution = %s;\n", r.c_str());
-    const Generator_variable* shadow = nullptr;
-    for (const Generator_variable& output : input_.outputs)
-        if (output.name == "light_shadow")
-            shadow = &output;
+    const Generator_variable* shadow = find_output("light_shadow");
     if (shadow) {
         std::string s = variable_name(shadow->name);
         print_as_is("\tlight_out.contribution = light_out.raw_contribution * %s;\n", s.c_str());

@@ -23,24 +23,6 @@ namespace {
 // Deeper nesting than this is taken as a fault of the tree; the walk stops there with a message.
 constexpr int32_t MAX_NESTING = 256;
 
-const St_node* arguments_of(const St_node* call)
-{
-    return call ? call->find_child(ST::NODE_FUNCTION_CALL_PARAMETERS) : nullptr;
-}
-
-int32_t argument_count(const St_node* arguments)
-{
-    return arguments ? arguments->child_count() : 0;
-}
-
-const St_node* specifier_of(const St_node* node)
-{
-    for (const St_node* child = node ? node->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind == ST::NODE_SIMPLE_TYPE_SPECIFIER || child->kind == ST::NODE_NESTED_TYPE_SPECIFIER)
-            return child;
-    return nullptr;
-}
-
 // The type word of a specifier: a nested one names its type last.
 std::string_view specifier_word(const St_node* specifier)
 {
@@ -267,7 +249,7 @@ Gl_value_type Gl_code_generator::printed_type(const St_node* node) const
         int32_t index = node->kind == ST::NODE_STATE_FUNCTION_REFERENCE ? BACK12::state_reference_index(node) : -1;
         if (index < 15 || index > 17)
             break;
-        const St_node* arguments = arguments_of(node);
+        const St_node* arguments = BACK12::call_arguments(node);
         node = arguments ? arguments->child(2) : nullptr;
     }
     if (!node)
@@ -750,7 +732,7 @@ void Gl_code_generator::print_unary(const St_node* node)
 // GLSL has no cast: the target type constructs the value.
 void Gl_code_generator::print_cast(const St_node* node)
 {
-    const St_node* specifier = specifier_of(node);
+    const St_node* specifier = BACK12::type_specifier_of(node);
     const St_node* operand = specifier ? specifier->next_sibling : nullptr;
     Gl_value_type target = semantic_type(node);
     Gl_value_type source = printed_type(operand);
@@ -831,7 +813,7 @@ void Gl_code_generator::print_variable(const St_node* node)
 
 void Gl_code_generator::print_call(const St_node* node)
 {
-    const St_node* arguments = arguments_of(node);
+    const St_node* arguments = BACK12::call_arguments(node);
     std::string name(node->text_view());
     std::string local = local_name(name);
     if (local == "Light_iterator") {
@@ -928,10 +910,10 @@ void Gl_code_generator::print_builtin_call(const std::string& name, const St_nod
 
 void Gl_code_generator::print_constructor(const St_node* node)
 {
-    const St_node* specifier = specifier_of(node);
-    const St_node* arguments = arguments_of(node);
+    const St_node* specifier = BACK12::type_specifier_of(node);
+    const St_node* arguments = BACK12::call_arguments(node);
     std::string word(specifier_word(specifier));
-    int32_t count = argument_count(arguments);
+    int32_t count = BACK12::argument_count(arguments);
     if (word == "Light_iterator") {
         print_light_iterator_constructor();
         return;
@@ -993,7 +975,7 @@ void Gl_code_generator::print_struct_constructor(const std::string& name, const 
 void Gl_code_generator::print_matrix_constructor(const Gl_value_type& type, const St_node* arguments)
 {
     uint32_t size = held_size(type);
-    if (argument_count(arguments) == 1) {
+    if (BACK12::argument_count(arguments) == 1) {
         print_matrix_from(type, arguments->first_child);
         return;
     }
@@ -1064,7 +1046,7 @@ void Gl_code_generator::print_matrix_from(const Gl_value_type& type, const St_no
 // State functions: as the FX walk, except where GLSL has its own texts.
 bool Gl_code_generator::print_state_function(const St_node* call, int32_t index)
 {
-    const St_node* arguments = arguments_of(call);
+    const St_node* arguments = BACK12::call_arguments(call);
     const St_node* third = arguments ? arguments->child(2) : nullptr;
     switch (index) {
     case 6:  // get_shadowing
@@ -1182,7 +1164,7 @@ void Gl_code_generator::print_function(const St_node* function)
         const St_node* qualifier = parameter->find_child(ST::NODE_PARAMETER_QUALIFIER);
         if (qualifier && qualifier->text_view() != "in")
             out().print("%.*s ", int(qualifier->text_view().size()), qualifier->text_view().data());
-        out().print("%s %s%s", specifier_text(specifier_of(parameter)).c_str(),
+        out().print("%s %s%s", specifier_text(BACK12::type_specifier_of(parameter)).c_str(),
                     variable_name(parameter->text_view()).c_str(), array_suffix(parameter).c_str());
     }
     if (!body) {

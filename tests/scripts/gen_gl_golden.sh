@@ -38,21 +38,7 @@ declare -A known_invalid=(
   [results.p_vector2b_out]="the root returns a Vector2b result as it stands from a vec4 function"
 )
 
-# The arguments of one token: a line of options.txt, or one of the patterns s_, p_.
-token_arguments() {
-  local token=$1 line
-  case "$token" in
-    s_*) printf '%s\n' "shader_name=${token#s_}"; return 0 ;;
-    p_*) printf '%s\n' "primary_output=${token#p_}"; return 0 ;;
-  esac
-  line=$(grep -E "^$token[[:space:]]" "$data/options.txt" | head -n 1)
-  if [ -z "$line" ]; then
-    echo "FAIL: unknown token '$token' (add it to options.txt)" >&2
-    return 1
-  fi
-  eval "set -- ${line#"$token"}"
-  printf '%s\n' "$@"
-}
+. "$source_dir/scripts/golden_tokens.sh"
 
 case_arguments=()
 build_arguments() {
@@ -61,7 +47,7 @@ build_arguments() {
   case_arguments=()
   for token in base "${words[@]:1}"; do
     local lines
-    lines=$(token_arguments "$token") || return 1
+    lines=$(token_arguments "$token" no_debug) || return 1
     while IFS= read -r word; do case_arguments+=("$word"); done <<<"$lines"
   done
 }

@@ -21,22 +21,7 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# The arguments of one token: a line of options.txt, or one of the patterns s_, p_, dbg_.
-token_arguments() {
-  local token=$1 line
-  case "$token" in
-    s_*) printf '%s\n' "shader_name=${token#s_}"; return 0 ;;
-    p_*) printf '%s\n' "primary_output=${token#p_}"; return 0 ;;
-    dbg_*) printf '%s\n' --debug "${token#dbg_}" 0; return 0 ;;
-  esac
-  line=$(grep -E "^$token[[:space:]]" "$data/options.txt" | head -n 1)
-  if [ -z "$line" ]; then
-    echo "FAIL: unknown token '$token' (add it to options.txt)" >&2
-    return 1
-  fi
-  eval "set -- ${line#"$token"}"
-  printf '%s\n' "$@"
-}
+. "$source_dir/scripts/golden_tokens.sh"
 
 # Fills the array case_arguments for a case name: the map, the base options, then each token's.
 case_arguments=()

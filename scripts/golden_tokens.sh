@@ -1,0 +1,18 @@
+# Sourced by the generator golden scripts: the options that a token of a case's file name stands
+# for, one argument a line. Needs $data (the folder holding options.txt). With "no_debug" as the
+# second argument a dbg_ token is unknown, as for targets without a debug display.
+token_arguments() {
+  local token=$1 debug=${2:-} line
+  case "$token" in
+    s_*) printf '%s\n' "shader_name=${token#s_}"; return 0 ;;
+    p_*) printf '%s\n' "primary_output=${token#p_}"; return 0 ;;
+    dbg_*) if [ "$debug" != no_debug ]; then printf '%s\n' --debug "${token#dbg_}" 0; return 0; fi ;;
+  esac
+  line=$(grep -E "^$token[[:space:]]" "$data/options.txt" | head -n 1) || true
+  if [ -z "$line" ]; then
+    echo "FAIL: unknown token '$token' (add it to $data/options.txt)" >&2
+    return 1
+  fi
+  eval "set -- ${line#"$token"}"
+  printf '%s\n' "$@"
+}
