@@ -69,6 +69,7 @@ class ICompilation_unit;
 class IGenerated_shader;
 class ILog;
 class IType;
+class IDeclaration;
 class ISyntax_tree;
 class IGraph_node_class;
 class IVelar_node_class;
@@ -139,7 +140,11 @@ public:
     virtual int32_t get_child_count() = 0;
     /* The child's wrapper, retained; an index past the end ends the process. */
     virtual ISyntax_tree* get_child(int32_t index) = 0;
-    virtual Interface* get_declaration() = 0;
+    /* What the node declares, or null: only declaring nodes have one (see IDeclaration). */
+    virtual IDeclaration* get_declaration() = 0;
+    /* Appends a node made by ICompilation_unit::create_tree_node of the same unit and not yet
+     * added anywhere, which the tree then owns. Any other node (one already in a tree, one of
+     * another unit, this node or one that holds it) is refused with a log line. */
     virtual void add_child(ISyntax_tree* child) = 0;
     virtual void set_value(int32_t length, const void* bytes) = 0;
     virtual void set_value_bool(bool value) = 0;
@@ -149,6 +154,112 @@ public:
 
 protected:
     ~ISyntax_tree() = default;
+};
+
+/* Type kinds as IType::get_kind reports them. */
+enum Type_kind : int32_t {
+    TYPE_KIND_NONE = 0,
+    TYPE_KIND_STRUCT = 1,
+    TYPE_KIND_SCALAR = 2,
+    TYPE_KIND_INT = 3,
+    TYPE_KIND_BOOL = 4,
+    TYPE_KIND_VECTOR2 = 5,
+    TYPE_KIND_VECTOR3 = 6,
+    TYPE_KIND_VECTOR4 = 7,
+    TYPE_KIND_STRING = 8,
+    TYPE_KIND_COLOR = 9,
+    TYPE_KIND_VECTOR2I = 10,
+    TYPE_KIND_VECTOR3I = 11,
+    TYPE_KIND_VECTOR4I = 12,
+    TYPE_KIND_VECTOR2B = 13,
+    TYPE_KIND_VECTOR3B = 14,
+    TYPE_KIND_VECTOR4B = 15,
+    TYPE_KIND_MATRIX2X2 = 16,
+    TYPE_KIND_MATRIX2X3 = 17,
+    TYPE_KIND_MATRIX3X2 = 18,
+    TYPE_KIND_MATRIX3X3 = 19,
+    TYPE_KIND_MATRIX4X3 = 20,
+    TYPE_KIND_MATRIX3X4 = 21,
+    TYPE_KIND_MATRIX4X4 = 22,
+    TYPE_KIND_MATRIX4X2 = 23,
+    TYPE_KIND_MATRIX2X4 = 24,
+    TYPE_KIND_TEXTURE1D = 25,
+    TYPE_KIND_TEXTURE2D = 26,
+    TYPE_KIND_TEXTURE3D = 27,
+    TYPE_KIND_TEXTURE_CUBE = 28,
+};
+
+/* A type of a unit: of a node, a declaration, a named type or a struct member. Like a tree
+ * wrapper it must not outlive its unit. Types that the unit shares with every other unit (the
+ * built-in ones and those of the standard prelude) are read only: their setters do nothing. */
+class IType : public Interface {
+public:
+    /* Equal kind and array size; structs also by name. False when either has no type. */
+    virtual bool equals(IType* other) = 0;
+    virtual const char* get_name() = 0;
+    virtual void set_name(const char* name) = 0;
+    /* The name of a member's or parameter's own type; null for a type that has none. */
+    virtual const char* get_display_name() = 0;
+    virtual void set_display_name(const char* name) = 0;
+    /* A Type_kind; kinds outside that list read as TYPE_KIND_NONE. */
+    virtual int32_t get_kind() = 0;
+    virtual void set_kind(int32_t kind) = 0;
+    /* 1 for no array, 0 for an array of unknown size, n > 1 for n elements. */
+    virtual uint32_t get_array_size() = 0;
+    virtual void set_array_size(uint32_t size) = 0;
+    /* A struct's first member, and a member's next one; null when there is none. The setters
+     * put a copy of the given type (its own members included) in place; null removes the link. */
+    virtual IType* get_first_type() = 0;
+    virtual void set_first_type(IType* type) = 0;
+    virtual IType* get_second_type() = 0;
+    virtual void set_second_type(IType* type) = 0;
+    /* Bytes of a value block of the type: strings and textures 8 per element, or 16 for an
+     * unsized array. */
+    virtual uint32_t get_size_of() = 0;
+    virtual uint32_t get_alignment() = 0;
+    /* As get_size_of without the padding between and after struct members. */
+    virtual uint32_t get_packed_size() = 0;
+    /* The member of the name, with its byte position and size when the pointers are given. */
+    virtual IType* find_member(const char* name, uint32_t* position, uint32_t* size) = 0;
+    /* False for the type object of no type. */
+    virtual bool is_valid() = 0;
+    /* An enum's enumerators in sorted order of their scoped names; none for other types. */
+    virtual uint32_t get_enumerator_count() = 0;
+    virtual const char* get_enumerator_name(uint32_t index) = 0;
+    virtual int32_t get_enumerator_value(uint32_t index) = 0;
+    /* Brings derived values up to date after edits. */
+    virtual void finish() = 0;
+
+protected:
+    ~IType() = default;
+};
+
+/* What a node of the tree declares. The flag bits, one per kind of declaration:
+ *   0 a variable at file level      3 a member of a struct       6 a variable in a function body
+ *   1 an input of a shader          4 a function or method       7 a shader, struct or enum
+ *   2 an output of a shader         5 a parameter of a function  8 an enumerator
+ * get_value gives a variable's or parameter's array size, a function's parameter count, an
+ * enumerator's value, a struct's member count or an enum's enumerator count. It answers no
+ * interface id. */
+class IDeclaration : public Interface {
+public:
+    /* True for a declaration reachable beyond one function body (flag 6 clear). */
+    virtual bool lacks_flag_6() = 0;
+    virtual bool is_flag_0() = 0;
+    virtual bool is_flag_1() = 0;
+    virtual bool is_flag_2() = 0;
+    virtual bool is_flag_3() = 0;
+    virtual bool is_flag_4() = 0;
+    virtual bool is_flag_5() = 0;
+    virtual bool is_flag_6() = 0;
+    virtual bool is_flag_7() = 0;
+    virtual bool is_flag_8() = 0;
+    virtual int32_t get_value() = 0;
+    virtual IType* get_type() = 0;
+    virtual ISyntax_tree* get_tree() = 0;
+
+protected:
+    ~IDeclaration() = default;
 };
 
 /* Names of the node kinds as get_kind reports them, for printing. */
@@ -184,6 +295,7 @@ public:
     virtual uint32_t get_import_count() = 0;
     virtual const char* get_import_name(uint32_t index) = 0;
     virtual ICompilation_unit* get_import_unit(uint32_t index) = 0;
+    /* Named types: structs and enums. An index out of range gives a type object of no type. */
     virtual uint32_t get_type_count() = 0;
     virtual const char* get_type_name(int32_t index) = 0;
     virtual IType* get_type(int32_t index) = 0;
@@ -193,9 +305,16 @@ public:
     virtual const char* get_shader_name(uint32_t index) = 0;
     virtual ISyntax_tree* get_shader(uint32_t index) = 0;
     virtual IVelar_node_class* get_node_class(const char* shader_name) = 0;
+    /* A new node of a kind as ISyntax_tree::get_kind counts them, with the file name
+     * "<internal>", held by the unit until it is added to a tree. */
     virtual ISyntax_tree* create_tree_node(int32_t kind) = 0;
+    /* Replaces the unit by the one of a binary compiled file, found as named or through the
+     * shader search path. Failures are told by log lines only: a missing file or a bad header
+     * leaves the unit as it was, a bad body or footer leaves what was read. The unit read has
+     * its declarations; resolve (or the first generate) completes it. */
     virtual void load_binary(const char* file_name) = 0;
     virtual void save_binary(const char* file_name) = 0;
+    /* Completes a unit read by load_binary: gives every node its type. Does nothing otherwise. */
     virtual void resolve() = 0;
 
 protected:

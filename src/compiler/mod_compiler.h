@@ -15,6 +15,10 @@ class Compilation_unit;
 namespace BACK12 {
 class Generated_shader;
 }
+namespace DB {
+class Transaction;
+using Tag = uint32_t;
+}
 
 namespace COMPILER {
 
@@ -36,9 +40,23 @@ public:
     SYNTAX_TREE::Compilation_unit* compile_text(const char* file_name, const char* text,
                                                 SYNTAX_TREE::Error_list* errors);
 
-    // Hands a copy of the options to the generator of target_name.
+    // Hands a copy of the options to the generator of target_name. A unit read from a binary
+    // file is resolved first.
     BACK12::Generated_shader* generate_shader(SYNTAX_TREE::Compilation_unit* unit, const char* target_name,
                                               const Compile_options& options);
+
+    // Completes a unit read from a binary file (Compilation_unit::resolve). No collector is at
+    // hand there, so each error of the unit is logged (code 1).
+    void resolve_unit(SYNTAX_TREE::Compilation_unit& unit);
+
+    // The database route: the text of a shader declaration element for target_name, from its
+    // compiled unit element or else from its source element. Null when neither gives a unit or
+    // the generator gives nothing.
+    BACK12::Generated_shader* convert_shader(DB::Tag declaration_tag, DB::Transaction* transaction,
+                                             const char* target_name, const Compile_options& options);
+    // The unit of a declaration's source element; owned by the caller; null on any failure,
+    // which is logged.
+    SYNTAX_TREE::Compilation_unit* make_unit_from_declaration(DB::Tag declaration_tag, DB::Transaction* transaction);
 
     SYSTEM::Text_hash_table<std::unique_ptr<Compiler_object>>& objects() { return objects_; }
 

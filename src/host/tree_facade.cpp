@@ -5,6 +5,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "host/type_facade.h"
+#include "log/mod_log.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/mod_syntax_tree.h"
 #include "syntax_tree/st_node.h"
@@ -40,8 +42,10 @@ int32_t Syntax_tree_wrapper::get_value_length() { return node_ ? node_->text_siz
 
 const void* Syntax_tree_wrapper::get_value() { return node_ ? node_->text : nullptr; }
 
-// Types come with the type interface.
-vorn::IType* Syntax_tree_wrapper::get_type() { return nullptr; }
+vorn::IType* Syntax_tree_wrapper::get_type()
+{
+    return Type_wrapper::of_index(node_ ? node_->type_index : -1, unit_);
+}
 
 bool Syntax_tree_wrapper::get_value_as_bool()
 {
@@ -122,14 +126,53 @@ vorn::ISyntax_tree* Syntax_tree_wrapper::get_child(int32_t index)
     return children_[size_t(index)];
 }
 
-// Declarations come with the declaration interface.
-vorn::Interface* Syntax_tree_wrapper::get_declaration() { return nullptr; }
+vorn::IDeclaration* Syntax_tree_wrapper::get_declaration()
+{
+    SYNTAX_TREE::Declaration declaration;
+    if (!node_ || !unit_ || !SYNTAX_TREE::find_declaration(*unit_, node_, declaration))
+        return nullptr;
+    return new Declaration_wrapper(declaration, unit_);
+}
+
+namespace {
+
+bool subtree_contains(const St_node* root, const St_node* wanted)
+{
+    std::vector<const St_node*> pending{root};
+    while (!pending.empty()) {
+        const St_node* node = pending.back();
+        pending.pop_back();
+        if (node == wanted)
+            return true;
+        for (const St_node* child = node->first_child; child; child = child->next_sibling)
+            pending.push_back(child);
+    }
+    return false;
+}
+
+}  // namespace
 
 void Syntax_tree_wrapper::add_child(vorn::ISyntax_tree* child)
 {
+    // A node has one owner: only a node that the unit holds for the host, made by
+    // create_tree_node and not yet added, may join a tree, and never one that holds this node.
     auto* wrapper = dynamic_cast<Syntax_tree_wrapper*>(child);
-    if (!node_ || !wrapper || !wrapper->node_ || wrapper->node_->next_sibling)
+    if (!node_ || !unit_)
         return;
+    const char* refusal = nullptr;
+    if (!wrapper || !wrapper->node_)
+        refusal = "not a node of this library";
+    else if (wrapper->unit_ != unit_)
+        refusal = "a node of another unit";
+    else if (!unit_->is_loose_node(wrapper->node_))
+        refusal = "a node that is in a tree already";
+    else if (subtree_contains(wrapper->node_, node_))
+        refusal = "the node itself or one that holds it";
+    if (refusal) {
+        LOG::mod_log->error(SYSTEM::MODULE_COMP, LOG::CAT_PLUG, 1, "add_child refused: %s", refusal);
+        return;
+    }
+    unit_->adopt_loose_node(wrapper->node_);
     node_->add_child(wrapper->node_);
 }
 
@@ -174,6 +217,21 @@ void Syntax_tree_wrapper::set_value_text(const char* text)
     else
         node_->clear_text();
 }
+
+Declaration_wrapper::Declaration_wrapper(const SYNTAX_TREE::Declaration& declaration,
+                                         std::shared_ptr<SYNTAX_TREE::Compilation_unit> unit)
+    : declaration_(declaration), unit_(std::move(unit))
+{
+}
+
+bool Declaration_wrapper::lacks_flag_6()
+{
+    return declaration_.node && !flag(6);
+}
+
+vorn::IType* Declaration_wrapper::get_type() { return Type_wrapper::of_index(declaration_.type_index, unit_); }
+
+vorn::ISyntax_tree* Declaration_wrapper::get_tree() { return new Syntax_tree_wrapper(declaration_.node, unit_); }
 
 }  // namespace HOST
 }  // namespace QZ

@@ -1,11 +1,14 @@
 #include "host/unit_facade.h"
 
+#include "bovl/mod_bin_file.h"
 #include "compiler/mod_compiler.h"
 #include "host/compiler_facade.h"
-#include "host/tree_facade.h"
 #include "host/generated_shader_wrapper.h"
+#include "host/tree_facade.h"
+#include "host/type_facade.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/st_node.h"
+#include "trans12/mod_trans12.h"
 
 namespace QZ {
 namespace HOST {
@@ -44,8 +47,14 @@ const char* Compilation_unit_wrapper::get_type_name(int32_t index)
     return type ? type->name() : nullptr;
 }
 
-// Tree and type views come with the syntax tree interfaces.
-vorn::IType* Compilation_unit_wrapper::get_type(int32_t) { return nullptr; }
+vorn::IType* Compilation_unit_wrapper::get_type(int32_t index)
+{
+    const SYNTAX_TREE::Named_type* type = index < 0 ? nullptr : unit_->named_type_at(index);
+    // The unit owns its named types, so they may be edited.
+    if (type)
+        return new Type_wrapper(const_cast<SYNTAX_TREE::Named_type*>(type), unit_);
+    return new Type_wrapper(static_cast<const SYNTAX_TREE::Type*>(nullptr), unit_);
+}
 
 uint32_t Compilation_unit_wrapper::get_function_count() { return static_cast<uint32_t>(unit_->function_count()); }
 
@@ -75,15 +84,27 @@ vorn::ISyntax_tree* Compilation_unit_wrapper::get_shader(uint32_t index)
 // Node classes come with the graph interfaces.
 vorn::IVelar_node_class* Compilation_unit_wrapper::get_node_class(const char*) { return nullptr; }
 
-// Free-standing nodes need an owner in the unit; they come with the rest of the tree interfaces.
-vorn::ISyntax_tree* Compilation_unit_wrapper::create_tree_node(int32_t) { return nullptr; }
+vorn::ISyntax_tree* Compilation_unit_wrapper::create_tree_node(int32_t kind)
+{
+    // The kind mapping is its own inverse.
+    int32_t node_kind = Syntax_tree_wrapper::host_kind(kind);
+    return new Syntax_tree_wrapper(unit_->make_loose_node(node_kind, "<internal>"), unit_);
+}
 
-// The binary file comes with its own reader and writer.
-void Compilation_unit_wrapper::load_binary(const char*) {}
+void Compilation_unit_wrapper::load_binary(const char* file_name)
+{
+    BOVL::mod_bin_file->load_binary(*unit_, file_name);
+}
 
-void Compilation_unit_wrapper::save_binary(const char*) {}
+void Compilation_unit_wrapper::save_binary(const char* file_name)
+{
+    BOVL::mod_bin_file->save_binary(*unit_, file_name);
+}
 
-void Compilation_unit_wrapper::resolve() {}
+void Compilation_unit_wrapper::resolve()
+{
+    COMPILER::mod_compiler->resolve_unit(*unit_);
+}
 
 // Compiles from source
 
@@ -152,7 +173,8 @@ vorn::ICompilation_unit* Vorn_compiler_impl::compile_for_render(vorn::IGraph_lib
 
 vorn::ICompilation_unit* Vorn_compiler_impl::create_compilation_unit()
 {
-    return new Compilation_unit_wrapper(std::make_shared<SYNTAX_TREE::Compilation_unit>());
+    // An empty unit that a binary file can be read into: it sees the prelude and its imports.
+    return new Compilation_unit_wrapper(std::shared_ptr<SYNTAX_TREE::Compilation_unit>(TRANS12::mod_trans12->make_unit()));
 }
 
 }  // namespace HOST

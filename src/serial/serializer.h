@@ -45,6 +45,8 @@ public:
     // False once a primitive has failed; composites go on regardless and the owner looks here.
     bool good() const { return good_; }
     void set_failed() { good_ = false; }
+    // A stream that starts over (a new file) is good again.
+    void set_good() { good_ = true; }
 
 private:
     bool good_ = true;
@@ -93,6 +95,7 @@ public:
 
     bool good() const { return good_; }
     void set_failed() { good_ = false; }
+    void set_good() { good_ = true; }
 
 private:
     Deserialization_manager* manager_;

@@ -1,14 +1,14 @@
 #include "syntax_tree/compilation_unit.h"
 
-#include "db/element.h"
-#include "serial/serializer.h"
-#include "syntax_tree/prepass.h"
-
 #include <algorithm>
+#include <unordered_map>
 #include <unordered_set>
 
+#include "serial/serializer.h"
 #include "syntax_tree/diagnostics.h"
 #include "syntax_tree/prelude_symbols.h"
+#include "syntax_tree/prepass.h"
+#include "syntax_tree/semantic_pass.h"
 #include "syntax_tree/st_node.h"
 #include "system/growth.h"
 
@@ -22,7 +22,94 @@ Compilation_unit::Compilation_unit(std::shared_ptr<const Prelude_symbols> prelud
 
 Compilation_unit::~Compilation_unit() = default;
 
-SERIAL::Class_id Compilation_unit::get_class_id() const { return DB::_CoU; }
+// Copying
+
+namespace {
+
+using Node_map = std::unordered_map<const St_node*, St_node*>;
+
+// A deep copy of node and its children, with every original node mapped to its copy.
+St_node* clone_mapped(const St_node& node, Node_map& map)
+{
+    St_node* copy = node.clone();
+    // The clone has the original's shape; walk both side by side.
+    std::vector<std::pair<const St_node*, St_node*>> pending{{&node, copy}};
+    while (!pending.empty()) {
+        auto [original, twin] = pending.back();
+        pending.pop_back();
+        map[original] = twin;
+        if (original->first_child)
+            pending.emplace_back(original->first_child, twin->first_child);
+        if (original != &node && original->next_sibling)
+            pending.emplace_back(original->next_sibling, twin->next_sibling);
+    }
+    return copy;
+}
+
+St_node* mapped(const Node_map& map, const St_node* node)
+{
+    auto found = map.find(node);
+    return found == map.end() ? nullptr : found->second;
+}
+
+void map_all(const Node_map& map, std::vector<St_node*>& nodes)
+{
+    for (St_node*& node : nodes)
+        node = mapped(map, node);
+}
+
+}  // namespace
+
+Compilation_unit::Compilation_unit(const Compilation_unit& other)
+    : Element(other),
+      prelude_(other.prelude_),
+      name_(other.name_),
+      source_file_name_(other.source_file_name_),
+      shader_positions_(other.shader_positions_),
+      named_type_positions_(other.named_type_positions_),
+      enum_positions_(other.enum_positions_),
+      enum_values_(other.enum_values_),
+      own_type_indices_(other.own_type_indices_),
+      imports_(other.imports_),
+      errors_(other.errors_),
+      shaders_linked_(other.shaders_linked_),
+      resolution_pending_(other.resolution_pending_),
+      import_resolver_(other.import_resolver_)
+{
+    Node_map nodes;
+    if (other.tree_)
+        tree_.reset(clone_mapped(*other.tree_, nodes));
+    for (const auto& loose : other.loose_nodes_)
+        loose_nodes_.emplace_back(clone_mapped(*loose, nodes));
+
+    global_declarations_ = other.global_declarations_;
+    map_all(nodes, global_declarations_);
+    functions_ = other.functions_;
+    map_all(nodes, functions_);
+
+    std::unordered_map<const Shader_declaration*, Shader_declaration*> shaders;
+    for (const auto& shader : other.shaders_) {
+        shaders_.push_back(std::make_unique<Shader_declaration>(*shader));
+        shaders[shader.get()] = shaders_.back().get();
+    }
+    for (auto& shader : shaders_) {
+        shader->class_node = mapped(nodes, shader->class_node);
+        shader->main_method = mapped(nodes, shader->main_method);
+        for (auto* list : {&shader->input_variables, &shader->output_variables, &shader->member_variables,
+                           &shader->methods})
+            map_all(nodes, *list);
+        for (auto* list : {&shader->techniques, &shader->parents})
+            for (Shader_declaration*& linked : *list)
+                linked = shaders[linked];
+    }
+
+    for (const auto& type : other.named_types_)
+        named_types_.push_back(std::make_unique<Named_type>(*type));
+    for (const auto& type : other.enums_)
+        enums_.emplace_back(static_cast<Enum_type*>(type->clone()));
+    for (const auto& type : other.own_types_)
+        own_types_.emplace_back(type->clone());
+}
 
 void Compilation_unit::serialize(SERIAL::Serializer& out) const
 {
@@ -43,10 +130,14 @@ void Compilation_unit::serialize(SERIAL::Serializer& out) const
 
 void Compilation_unit::deserialize(SERIAL::Deserializer& in)
 {
+    clear_contents();
     auto* root = new St_node(NODE_DECLARATION_LIST, File_name());
     root->deserialize(in);
     set_tree(root);
-    Tree_traverser_prepass prepass(*this);
+    if (source_file_name_.empty())
+        source_file_name_ = root->file_name();
+    resolution_pending_ = true;
+    Tree_traverser_prepass prepass(*this, import_resolver_);
     prepass.run();
     uint8_t count = 0;
     in.read_uint8(&count);
@@ -56,6 +147,100 @@ void Compilation_unit::deserialize(SERIAL::Deserializer& in)
         if (in.good() && type->name())
             add_named_type(std::move(type));
     }
+}
+
+void Compilation_unit::clear_contents()
+{
+    // Views that a host holds of the old contents stay readable until the unit goes.
+    if (tree_)
+        retired_nodes_.push_back(std::move(tree_));
+    for (auto& node : loose_nodes_)
+        retired_nodes_.push_back(std::move(node));
+    for (auto& type : named_types_)
+        unlinked_types_.push_back(std::move(type));
+    for (auto& type : enums_)
+        unlinked_types_.push_back(std::move(type));
+    for (auto& type : own_types_)
+        unlinked_types_.push_back(std::move(type));
+    set_tree(nullptr);
+    loose_nodes_.clear();
+    named_types_.clear();
+    named_type_positions_.clear();
+    enums_.clear();
+    enum_positions_.clear();
+    enum_values_.clear();
+    own_types_.clear();
+    own_type_indices_.clear();
+    imports_.clear();
+    errors_.clear();
+    resolution_pending_ = false;
+}
+
+void Compilation_unit::resolve()
+{
+    if (!resolution_pending_)
+        return;
+    resolution_pending_ = false;
+    link_shaders();
+    Tree_traverser_semantic_pass pass(*this);
+    pass.run();
+}
+
+St_node* Compilation_unit::make_loose_node(int32_t kind, const char* file_name)
+{
+    loose_nodes_.push_back(std::make_unique<St_node>(kind, make_file_name(file_name ? file_name : "")));
+    return loose_nodes_.back().get();
+}
+
+bool Compilation_unit::adopt_loose_node(St_node* node)
+{
+    for (auto loose = loose_nodes_.begin(); loose != loose_nodes_.end(); ++loose) {
+        if (loose->get() == node) {
+            loose->release();
+            loose_nodes_.erase(loose);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Compilation_unit::is_loose_node(const St_node* node) const
+{
+    for (const auto& loose : loose_nodes_)
+        if (loose.get() == node)
+            return true;
+    return false;
+}
+
+void Compilation_unit::reindex_types()
+{
+    named_type_positions_.clear();
+    for (size_t i = 0; i < named_types_.size(); ++i) {
+        std::string name = named_types_[i]->name() ? named_types_[i]->name() : "";
+        if (!named_type_positions_.find(name))
+            named_type_positions_.insert(name) = int32_t(i);
+    }
+    own_type_indices_.clear();
+    int32_t base = prelude_->type_count();
+    for (size_t i = 0; i < own_types_.size(); ++i) {
+        const Type& type = *own_types_[i];
+        if (!type.name())
+            continue;
+        std::string key = variant_key(type.name(), type.array_size());
+        if (!own_type_indices_.find(key) && prelude_->lookup_type(key) < 0)
+            own_type_indices_.insert(key) = base + int32_t(i);
+    }
+}
+
+void Compilation_unit::keep_unlinked_type(Type* type)
+{
+    if (type)
+        unlinked_types_.emplace_back(type);
+}
+
+int32_t Compilation_unit::prelude_type_count() const
+{
+    return prelude_->type_count();
 }
 
 void Compilation_unit::set_tree(St_node* list)

@@ -3,11 +3,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "db/element.h"
 #include "serial/serializable.h"
 #include "syntax_tree/error_record.h"
 #include "syntax_tree/state_tables.h"
@@ -19,6 +21,7 @@ namespace SYNTAX_TREE {
 
 class St_node;
 class Prelude_symbols;
+class Compilation_unit;
 
 // A shader, technique or brdf class. Node pointers point into the unit's tree, which owns them.
 struct Shader_declaration {
@@ -63,22 +66,56 @@ struct Enum_value {
     int32_t enum_position = -1;  // in the unit's enum vector
 };
 
-class Compilation_unit : public SERIAL::Serializable {
+// Compiles the file that an #import names; null when it cannot be compiled.
+using Import_resolver =
+    std::function<std::shared_ptr<Compilation_unit>(const std::string& name, const std::string& importing_file)>;
+
+class Compilation_unit : public DB::Element<Compilation_unit, DB::_CoU, DB::Element_base> {
 public:
     // The type table starts with the prelude's types (the built-in ones alone when prelude is
     // null), so that the prelude's overload sets index every unit's table alike.
     explicit Compilation_unit(std::shared_ptr<const Prelude_symbols> prelude = nullptr);
     ~Compilation_unit() override;
 
+    // A deep copy: the tree and the nodes made for the host are cloned, and every list, shader
+    // and type of the copy points into the copy. Imports are shared.
+    Compilation_unit(const Compilation_unit& other);
+    Compilation_unit& operator=(const Compilation_unit&) = delete;
+
     // The written form: the tree, then the named types (at most 255 of them; the count is
-    // written in 8 bits). Reading runs the declaration pass over the tree read, which rebuilds
-    // the declaration lists, then enters the named types read.
-    SERIAL::Class_id get_class_id() const override;
+    // written in 8 bits). Reading empties the unit (its prelude and import resolver stay), runs
+    // the declaration pass over the tree read, which rebuilds the declaration lists, enters the
+    // named types read, and leaves the rest of the analysis pending (see resolve).
     void serialize(SERIAL::Serializer& out) const override;
     void deserialize(SERIAL::Deserializer& in) override;
 
-    Compilation_unit(const Compilation_unit&) = delete;
-    Compilation_unit& operator=(const Compilation_unit&) = delete;
+    // How the declaration pass of a unit read back finds its imports; none by default, and
+    // each #import of such a unit is then error 54.
+    void set_import_resolver(Import_resolver resolver) { import_resolver_ = std::move(resolver); }
+    const Import_resolver& import_resolver() const { return import_resolver_; }
+
+    // A unit read back has its declarations but not yet the shader links and the semantic
+    // pass, which give every node its type. resolve runs them once; errors they find go to the
+    // error list. Nothing happens on a unit that is not pending.
+    bool resolution_pending() const { return resolution_pending_; }
+    void resolve();
+
+    // Nodes made for the host that are not in the tree yet. The unit owns them until one is
+    // adopted into a tree (adopt_loose_node, which returns false for any other node).
+    St_node* make_loose_node(int32_t kind, const char* file_name);
+    bool adopt_loose_node(St_node* node);
+    bool is_loose_node(const St_node* node) const;
+
+    // Finds the named types and the type table's entries again under their names and array
+    // sizes, after edits that changed them; the first entry of a key wins, as when it was added.
+    void reindex_types();
+
+    // Type lists that a host's edit unlinked from a type of this unit. They live as long as the
+    // unit, because the host may still hold views of them.
+    void keep_unlinked_type(Type* type);
+    // True for an index of a type that this unit owns; the lower indices belong to the built-in
+    // types and the prelude, which all units share.
+    bool owns_type_index(int32_t index) const { return index >= prelude_type_count() && index < type_count(); }
 
     const std::string& name() const { return name_; }
     void set_name(std::string name) { name_ = std::move(name); }
@@ -174,6 +211,9 @@ public:
     static std::string variant_key(std::string_view name, uint32_t array_size);
 
 private:
+    // Forgets the tree, the declarations, types, imports and errors. Old nodes and types are
+    // kept unreachable until the unit goes.
+    void clear_contents();
     // The type that a new variant of name is made from, or null.
     const Type* base_type_for(const std::string& name, std::unique_ptr<Type>& made) const;
     // The ancestors that lend to shader, nearest first, each once; technique parents lend
@@ -198,6 +238,7 @@ private:
     SYSTEM::Text_hash_table<int32_t> enum_positions_{16};
     SYSTEM::Text_hash_table<Enum_value> enum_values_{16};
 
+    int32_t prelude_type_count() const;
     // Entries past the prelude's; their indices start at the prelude's type count.
     std::vector<std::unique_ptr<Type>> own_types_;
     SYSTEM::Text_hash_table<int32_t> own_type_indices_{64};
@@ -205,6 +246,11 @@ private:
     std::vector<Import> imports_;
     Error_list errors_;
     bool shaders_linked_ = false;
+    bool resolution_pending_ = false;
+    Import_resolver import_resolver_;
+    std::vector<std::unique_ptr<St_node>> loose_nodes_;
+    std::vector<std::unique_ptr<Type>> unlinked_types_;
+    std::vector<std::unique_ptr<St_node>> retired_nodes_;
 };
 
 }  // namespace SYNTAX_TREE

@@ -15,8 +15,8 @@ SERIAL::Serializable* make_named_type() { return new Named_type; }
 SERIAL::Serializable* make_enum_type() { return new Enum_type; }
 SERIAL::Serializable* make_compilation_unit()
 {
-    // A unit read back sees the same prelude as one compiled now.
-    return new Compilation_unit(TRANS12::mod_trans12 ? TRANS12::mod_trans12->prelude_symbols() : nullptr);
+    // A unit read back sees the same prelude as one compiled now, and finds its imports alike.
+    return TRANS12::mod_trans12 ? TRANS12::mod_trans12->make_unit() : new Compilation_unit;
 }
 
 Type* make_entry_type(const State_entry& entry)

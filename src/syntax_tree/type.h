@@ -142,6 +142,19 @@ public:
     Type* next_member() const { return next_member_; }
     void set_first_member(Type* member);  // frees the old list
     void set_next_member(Type* member);   // frees the old rest of the list
+    // Unlink a list without freeing it; the caller owns what comes back.
+    Type* take_first_member()
+    {
+        Type* taken = first_member_;
+        first_member_ = nullptr;
+        return taken;
+    }
+    Type* take_next_member()
+    {
+        Type* taken = next_member_;
+        next_member_ = nullptr;
+        return taken;
+    }
     void append_member(Type* member);
     uint32_t member_count() const;
     // The first member of the name, in order of declaration, or null; with its byte offset and

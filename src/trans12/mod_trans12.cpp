@@ -50,11 +50,18 @@ std::shared_ptr<const SYNTAX_TREE::Prelude_symbols> Mod_trans12::prelude_symbols
     return prelude_symbols_;
 }
 
+SYNTAX_TREE::Compilation_unit* Mod_trans12::make_unit()
+{
+    auto* unit = new SYNTAX_TREE::Compilation_unit(prelude_symbols());
+    unit->set_import_resolver(import_through_parser);
+    return unit;
+}
+
 SYNTAX_TREE::Compilation_unit* Mod_trans12::translate(SYNTAX_TREE::St_node* parse_result,
                                                       const Unit_list* extra_imports,
                                                       const Declaration_lists* extra_sets)
 {
-    auto* unit = new SYNTAX_TREE::Compilation_unit(prelude_symbols());
+    SYNTAX_TREE::Compilation_unit* unit = make_unit();
     if (parse_result) {
         unit->set_source_file_name(parse_result->file_name());
         unit->set_name(unit_name_of(parse_result->file_name()));

@@ -33,6 +33,10 @@ public:
     SYNTAX_TREE::Compilation_unit* translate(SYNTAX_TREE::St_node* parse_result, const Unit_list* extra_imports,
                                              const Declaration_lists* extra_sets);
 
+    // An empty unit that sees the prelude and compiles its imports through the parser module:
+    // what a unit needs before it is read from a stream.
+    SYNTAX_TREE::Compilation_unit* make_unit();
+
     // The same passes over a unit whose tree was set by other code (the graph linker, intrinsic
     // classes). The unit's declaration lists must still be empty.
     void analyse(SYNTAX_TREE::Compilation_unit& unit, const Declaration_lists* extra_sets = nullptr);

@@ -1,10 +1,12 @@
 // vornc: the command-line compiler. It sees only the public header, as any host does.
 #include <dlfcn.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,7 +23,12 @@ const char* const usage_text =
     "  compile FILE --target FX|GL|Cg|Swrc [--shader NAME] [--option KEY=VALUE]... [-o DIR]\n"
     "                    compile a file and write the generated programs into DIR (default .),\n"
     "                    named after the file: FX .fx, GL .vert and .frag; the shader is\n"
-    "                    taken as a surface unless --option shader_type=... says otherwise\n"
+    "                    taken as a surface unless --option shader_type=... says otherwise.\n"
+    "                    A FILE ending in .bovl is a binary compiled file, read instead\n"
+    "                    of compiled\n"
+    "  compile FILE.ovl --save-binary OUT [--target ...]\n"
+    "                    compile a file and save the unit as the binary compiled file OUT;\n"
+    "                    with --target, also write the generated programs\n"
     "  dump-tree FILE    compile a file and print the trees of its shaders and functions\n"
     "  paths             print the shader search path, one directory per line\n"
     "\n"
@@ -40,6 +47,7 @@ struct Arguments {
     std::string shader;
     std::vector<std::pair<std::string, std::string>> options;
     std::string output_directory = ".";
+    std::string save_binary;
 };
 
 // The built-in targets and the file name endings of their programs, in program order.
@@ -260,29 +268,71 @@ bool write_program(vorn::IGenerated_shader* shader, uint32_t index, const std::s
     return std::fclose(file) == 0 && written;
 }
 
-int command_compile(vorn::IVorn* root, const Arguments& arguments)
+bool ends_with(const std::string& text, const std::string& ending)
 {
-    if (arguments.rest.size() != 1) {
-        std::fprintf(stderr, "vornc: compile needs one file\n");
-        return 2;
+    return text.size() >= ending.size() && text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
+}
+
+// The library reports a binary file it cannot read or write by log lines on standard error and
+// nothing else. Runs action with standard error caught, passes what came on, and returns it.
+std::string caught_log_lines(const std::function<void()>& action)
+{
+    std::fflush(stderr);
+    std::FILE* caught = std::tmpfile();
+    int saved = caught ? ::dup(2) : -1;
+    if (saved < 0 || ::dup2(fileno(caught), 2) < 0) {
+        if (saved >= 0)
+            ::close(saved);
+        if (caught)
+            std::fclose(caught);
+        action();
+        return std::string();
     }
-    const Target* target = find_target(arguments.target);
-    if (!target) {
-        std::fprintf(stderr, "vornc: unknown target '%s'; the targets are FX, GL, Cg and Swrc\n",
-                     arguments.target.c_str());
-        return 2;
+    action();
+    std::fflush(stderr);
+    ::dup2(saved, 2);
+    ::close(saved);
+    std::string text;
+    std::rewind(caught);
+    char block[4096];
+    for (size_t got; (got = std::fread(block, 1, sizeof block, caught)) > 0;)
+        text.append(block, got);
+    std::fclose(caught);
+    std::fputs(text.c_str(), stderr);
+    return text;
+}
+
+// A unit read from a binary file and completed, or null after any log line about it.
+vorn::ICompilation_unit* load_reporting(vorn::IVorn_compiler* compiler, const std::string& file)
+{
+    vorn::ICompilation_unit* unit = compiler->create_compilation_unit();
+    std::string lines = caught_log_lines([&] {
+        unit->load_binary(file.c_str());
+        unit->resolve();
+    });
+    if (!lines.empty() || (unit->get_shader_count() == 0 && unit->get_function_count() == 0)) {
+        std::fprintf(stderr, "vornc: %s: not a usable binary compiled file\n", file.c_str());
+        unit->release();
+        return nullptr;
     }
-    vorn::IVorn_compiler* compiler = get_compiler(root);
-    if (!compiler)
-        return 1;
+    return unit;
+}
+
+bool save_reporting(vorn::ICompilation_unit* unit, const std::string& file)
+{
+    std::string lines = caught_log_lines([&] { unit->save_binary(file.c_str()); });
+    if (!lines.empty()) {
+        std::fprintf(stderr, "vornc: cannot save %s\n", file.c_str());
+        return false;
+    }
+    std::printf("%s\n", file.c_str());
+    return true;
+}
+
+int generate_programs(vorn::IVorn_compiler* compiler, vorn::ICompilation_unit* unit, const Target* target,
+                      const Arguments& arguments)
+{
     const std::string& file = arguments.rest[0];
-    vorn::ICompiler_errors* errors = compiler->create_errors();
-    vorn::ICompilation_unit* unit = compile_reporting(compiler, file, errors);
-    errors->release();
-    if (!unit) {
-        compiler->release();
-        return 1;
-    }
     vorn::ICompiler_options* options = compiler->create_options();
     // A surface shader makes a whole program; --option shader_type=... asks for a component.
     options->set_option("shader_type", "surface");
@@ -292,8 +342,6 @@ int command_compile(vorn::IVorn* root, const Arguments& arguments)
         options->set_option(option.first.c_str(), option.second.c_str());
     vorn::IGenerated_shader* shader = unit->generate(target->name, options);
     options->release();
-    unit->release();
-    compiler->release();
     if (!shader) {
         std::fprintf(stderr, "vornc: no %s text was generated for %s (does it declare a shader%s?)\n",
                      target->name, file.c_str(), arguments.shader.empty() ? "" : " of that name");
@@ -312,6 +360,47 @@ int command_compile(vorn::IVorn* root, const Arguments& arguments)
         }
     }
     shader->release();
+    return status;
+}
+
+int command_compile(vorn::IVorn* root, const Arguments& arguments)
+{
+    if (arguments.rest.size() != 1) {
+        std::fprintf(stderr, "vornc: compile needs one file\n");
+        return 2;
+    }
+    const std::string& file = arguments.rest[0];
+    bool from_binary = ends_with(file, ".bovl");
+    if (from_binary && !arguments.save_binary.empty()) {
+        std::fprintf(stderr, "vornc: --save-binary needs a source file, not a binary one\n");
+        return 2;
+    }
+    const Target* target = find_target(arguments.target);
+    bool wants_target = !arguments.target.empty() || arguments.save_binary.empty();
+    if (wants_target && !target) {
+        std::fprintf(stderr, "vornc: unknown target '%s'; the targets are FX, GL, Cg and Swrc\n",
+                     arguments.target.c_str());
+        return 2;
+    }
+    vorn::IVorn_compiler* compiler = get_compiler(root);
+    if (!compiler)
+        return 1;
+    vorn::ICompilation_unit* unit = nullptr;
+    if (from_binary) {
+        unit = load_reporting(compiler, file);
+    } else {
+        vorn::ICompiler_errors* errors = compiler->create_errors();
+        unit = compile_reporting(compiler, file, errors);
+        errors->release();
+    }
+    int status = unit ? 0 : 1;
+    if (unit && !arguments.save_binary.empty() && !save_reporting(unit, arguments.save_binary))
+        status = 1;
+    if (unit && status == 0 && wants_target)
+        status = generate_programs(compiler, unit, target, arguments);
+    if (unit)
+        unit->release();
+    compiler->release();
     return status;
 }
 
@@ -336,7 +425,8 @@ int parse_arguments(int argc, char** argv, Arguments& arguments)
             arguments.path_given = true;
             continue;
         }
-        if (word == "--target" || word == "--shader" || word == "--option" || word == "-o") {
+        if (word == "--target" || word == "--shader" || word == "--option" || word == "-o" ||
+            word == "--save-binary") {
             if (i + 1 >= argc) {
                 std::fprintf(stderr, "vornc: %s needs a value\n", word.c_str());
                 return 2;
@@ -348,6 +438,8 @@ int parse_arguments(int argc, char** argv, Arguments& arguments)
                 arguments.shader = value;
             } else if (word == "-o") {
                 arguments.output_directory = value;
+            } else if (word == "--save-binary") {
+                arguments.save_binary = value;
             } else {
                 size_t equals = value.find('=');
                 if (equals == std::string::npos || equals == 0) {
