@@ -1,9 +1,13 @@
 #include "bovl/bin_file_stream.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstring>
-#include <sys/stat.h>
 
 #include "log/mod_log.h"
 
@@ -138,13 +142,13 @@ void Bin_file_serializer::close()
 
 void Bin_file_serializer::flush()
 {
-    if (buffer_.empty())
+    if (filled_ == 0)
         return;
-    if (!file_ || std::fwrite(buffer_.data(), 1, buffer_.size(), file_) != buffer_.size())
+    if (!file_ || std::fwrite(buffer_.data(), 1, filled_, file_) != filled_)
         set_failed();
     else if (std::fflush(file_) != 0)
         set_failed();
-    buffer_.clear();
+    filled_ = 0;
 }
 
 void Bin_file_serializer::write_bytes(const void* data, uint32_t length)
@@ -153,20 +157,42 @@ void Bin_file_serializer::write_bytes(const void* data, uint32_t length)
         set_failed();
         return;
     }
+    if (buffer_.empty())
+        buffer_.resize(BLOCK_SIZE);
     const auto* bytes = static_cast<const uint8_t*>(data);
-    if (key_position_ < 0) {
-        buffer_.insert(buffer_.end(), bytes, bytes + length);
-    } else {
-        const uint8_t* key = header_ + BIN_FILE_KEY_OFFSET;
-        uint32_t position = uint32_t(key_position_);
-        for (uint32_t i = 0; i < length; ++i) {
-            buffer_.push_back(bytes[i] ^ key[position]);
-            position = (position + 1) % BIN_FILE_KEY_SIZE;
+    const uint8_t* key = header_ + BIN_FILE_KEY_OFFSET;
+    while (length > 0) {
+        uint32_t step = uint32_t(std::min<size_t>(length, BLOCK_SIZE - filled_));
+        uint8_t* to = buffer_.data() + filled_;
+        if (key_position_ < 0) {
+            std::memcpy(to, bytes, step);
+        } else {
+            uint32_t position = uint32_t(key_position_);
+            for (uint32_t i = 0; i < step; ++i) {
+                to[i] = bytes[i] ^ key[position];
+                position = (position + 1) % BIN_FILE_KEY_SIZE;
+            }
+            key_position_ = int32_t(position);
         }
-        key_position_ = int32_t(position);
+        filled_ += step;
+        bytes += step;
+        length -= step;
+        if (filled_ == BLOCK_SIZE)
+            flush();
     }
-    if (buffer_.size() >= BLOCK_SIZE)
-        flush();
+}
+
+void Bin_file_serializer::write_string(const char* text)
+{
+    size_t length = text ? std::strlen(text) : 0;
+    if (length > UINT32_MAX)
+        length = UINT32_MAX;
+    write_uint32(uint32_t(length));
+    if (length == 0)
+        return;
+    write_bytes(text, uint32_t(length));
+    for (size_t i = 0; i < length; ++i)
+        sum_ += uint8_t(text[i]);
 }
 
 void Bin_file_serializer::put(uint64_t value, uint32_t width)
@@ -262,9 +288,9 @@ Bin_file_deserializer::~Bin_file_deserializer()
 
 void Bin_file_deserializer::close()
 {
-    if (file_)
-        std::fclose(file_);
-    file_ = nullptr;
+    if (file_ >= 0)
+        ::close(file_);
+    file_ = -1;
 }
 
 bool Bin_file_deserializer::refuse(bool warning, int32_t code, const char* text)
@@ -283,17 +309,18 @@ bool Bin_file_deserializer::read_header()
 {
     set_good();
     close();
-    file_ = std::fopen(file_name_.c_str(), "rb");
-    if (!file_) {
+    file_ = ::open(file_name_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file_ < 0) {
         set_failed();
         return false;
     }
     struct stat status;
     // A pipe or device has no size to tell; its strings then grow as their bytes arrive.
-    size_known_ = ::fstat(fileno(file_), &status) == 0 && S_ISREG(status.st_mode);
+    size_known_ = ::fstat(file_, &status) == 0 && S_ISREG(status.st_mode);
     file_size_ = size_known_ ? uint64_t(status.st_size) : 0;
     consumed_ = 0;
     buffer_.clear();
+    buffer_offset_ = 0;
     buffer_position_ = 0;
     key_position_ = -1;
     read_bytes(header_, BIN_FILE_FRAME_SIZE);
@@ -307,12 +334,14 @@ bool Bin_file_deserializer::read_header()
         return refuse(true, 1, "Minor version of file is greater than that of importer.");
     sum_ = 0;
     key_position_ = 0;
+    // From here on, bytes are unscrambled as they come into the buffer.
+    unscramble_buffer(buffer_position_);
     return true;
 }
 
 bool Bin_file_deserializer::read_footer()
 {
-    if (!file_) {
+    if (file_ < 0) {
         set_failed();
         return false;
     }
@@ -337,13 +366,42 @@ uint64_t Bin_file_deserializer::bytes_remaining() const
 
 bool Bin_file_deserializer::refill()
 {
-    if (!file_)
+    if (file_ < 0)
         return false;
-    buffer_.resize(BLOCK_SIZE);
-    size_t got = std::fread(buffer_.data(), 1, BLOCK_SIZE, file_);
-    buffer_.resize(got);
+    // A small file is read in one piece of its own size.
+    size_t want = size_known_ ? size_t(std::min<uint64_t>(BLOCK_SIZE, std::max<uint64_t>(bytes_remaining(), 1)))
+                              : BLOCK_SIZE;
+    buffer_offset_ += buffer_.size();
+    buffer_.resize(want);
+    ssize_t got;
+    do
+        got = ::read(file_, buffer_.data(), want);
+    while (got < 0 && errno == EINTR);
+    buffer_.resize(got > 0 ? size_t(got) : 0);
     buffer_position_ = 0;
+    unscramble_buffer(0);
     return got > 0;
+}
+
+void Bin_file_deserializer::unscramble_buffer(size_t from)
+{
+    // A byte's key position follows from its place in the file, counted from the body's start.
+    if (key_position_ < 0 || from >= buffer_.size())
+        return;
+    const uint8_t* key = header_ + BIN_FILE_KEY_OFFSET;
+    // The key turned to start at the first byte, so that whole runs of 64 bytes go at once.
+    uint8_t turned[BIN_FILE_KEY_SIZE];
+    size_t start = size_t((buffer_offset_ + from - BIN_FILE_FRAME_SIZE) % BIN_FILE_KEY_SIZE);
+    for (size_t j = 0; j < BIN_FILE_KEY_SIZE; ++j)
+        turned[j] = key[(start + j) % BIN_FILE_KEY_SIZE];
+    uint8_t* bytes = buffer_.data() + from;
+    size_t length = buffer_.size() - from;
+    size_t i = 0;
+    for (; i + BIN_FILE_KEY_SIZE <= length; i += BIN_FILE_KEY_SIZE)
+        for (size_t j = 0; j < BIN_FILE_KEY_SIZE; ++j)
+            bytes[i + j] ^= turned[j];
+    for (size_t j = 0; i + j < length; ++j)
+        bytes[i + j] ^= turned[j];
 }
 
 void Bin_file_deserializer::read_bytes(void* data, uint32_t length)
@@ -359,24 +417,89 @@ void Bin_file_deserializer::read_bytes(void* data, uint32_t length)
         done += uint32_t(step);
     }
     consumed_ += done;
+    if (key_position_ >= 0)
+        key_position_ = int32_t((uint32_t(key_position_) + done) % BIN_FILE_KEY_SIZE);
     if (done < length) {
         std::memset(bytes, 0, length);
         set_failed();
-        return;
     }
-    if (key_position_ < 0)
-        return;
-    const uint8_t* key = header_ + BIN_FILE_KEY_OFFSET;
-    uint32_t position = uint32_t(key_position_);
-    for (uint32_t i = 0; i < length; ++i) {
-        bytes[i] ^= key[position];
-        position = (position + 1) % BIN_FILE_KEY_SIZE;
+}
+
+uint32_t Bin_file_deserializer::read_text_length()
+{
+    uint32_t length = 0;
+    read_uint32(&length);
+    if (length == 0 || !good())
+        return 0;
+    // A length beyond the file is a corrupt one: refuse it rather than allocate it.
+    if (size_known_ && length > bytes_remaining()) {
+        set_failed();
+        return 0;
     }
-    key_position_ = int32_t(position);
+    return length;
+}
+
+bool Bin_file_deserializer::read_text(std::string& out)
+{
+    out.clear();
+    uint32_t length = read_text_length();
+    if (length == 0)
+        return false;
+    if (buffer_.size() - buffer_position_ >= length) {
+        const uint8_t* bytes = buffer_.data() + buffer_position_;
+        out.assign(reinterpret_cast<const char*>(bytes), length);
+        advance(length);
+    } else {
+        // Across the end of the buffer, or without a size to check the length against: the
+        // text grows as its bytes arrive.
+        for (uint32_t i = 0; i < length && good(); ++i) {
+            uint8_t byte = 0;
+            read_bytes(&byte, 1);
+            out.push_back(char(byte));
+        }
+    }
+    if (!good()) {
+        out.clear();
+        return false;
+    }
+    uint32_t sum = 0;
+    for (unsigned char byte : out)
+        sum += byte;
+    sum_ += sum;
+    return true;
+}
+
+void Bin_file_deserializer::read_string(char** text)
+{
+    *text = nullptr;
+    std::string read;
+    if (!read_text(read))
+        return;
+    *text = new char[read.size() + 1];
+    std::memcpy(*text, read.c_str(), read.size() + 1);
+}
+
+void Bin_file_deserializer::advance(uint32_t length)
+{
+    buffer_position_ += length;
+    consumed_ += length;
+    if (key_position_ >= 0)
+        key_position_ = int32_t((uint32_t(key_position_) + length) % BIN_FILE_KEY_SIZE);
 }
 
 uint64_t Bin_file_deserializer::take(uint32_t width)
 {
+    // Most values lie whole in the buffer, which holds them unscrambled.
+    if (buffer_.size() - buffer_position_ >= width) {
+        uint64_t value = 0;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        std::memcpy(&value, buffer_.data() + buffer_position_, width);
+#else
+        value = get_le(buffer_.data() + buffer_position_, width);
+#endif
+        advance(width);
+        return value;
+    }
     uint8_t bytes[8];
     read_bytes(bytes, width);
     return get_le(bytes, width);

@@ -67,6 +67,8 @@ public:
     void write_bool(bool value) override;
     // Raw bytes: scrambled while a key position is set, never summed.
     void write_bytes(const void* data, uint32_t length) override;
+    // The same bytes and sum as the length and one write_uint8 per byte, in one block.
+    void write_string(const char* text) override;
 
     const uint8_t* header() const { return header_; }
     uint32_t sum() const { return sum_; }
@@ -85,6 +87,7 @@ private:
     // Bytes on their way to the file, already scrambled; the file gets the same bytes as if
     // each value were written by itself.
     std::vector<uint8_t> buffer_;
+    size_t filled_ = 0;
 };
 
 class Bin_file_deserializer : public SERIAL::Deserializer {
@@ -115,6 +118,9 @@ public:
     void read_bool(bool* value) override;
     // A short read clears the good flag and zeroes the whole block.
     void read_bytes(void* data, uint32_t length) override;
+    // The same as the length and one read_uint8 per byte, in one block.
+    void read_string(char** text) override;
+    bool read_text(std::string& out) override;
 
     uint64_t bytes_remaining() const override;
 
@@ -124,13 +130,19 @@ public:
 
 private:
     uint64_t take(uint32_t width);
+    // Moves on by length bytes that were taken straight from the buffer.
+    void advance(uint32_t length);
     // Fills the buffer from the file; false at its end.
     bool refill();
     // Logs the refusal of a frame, clears the good flag and returns false.
     bool refuse(bool warning, int32_t code, const char* text);
+    // The length of a string, checked against what the file still holds; 0 for none.
+    uint32_t read_text_length();
+    // Unscrambles the buffer from index from on, once the key is known.
+    void unscramble_buffer(size_t from);
 
     std::string file_name_;
-    std::FILE* file_ = nullptr;
+    int file_ = -1;
     uint8_t header_[BIN_FILE_FRAME_SIZE] = {};
     uint8_t footer_[BIN_FILE_FRAME_SIZE] = {};
     uint32_t sum_ = 0;
@@ -138,7 +150,10 @@ private:
     bool size_known_ = false;
     uint64_t file_size_ = 0;
     uint64_t consumed_ = 0;
+    // Bytes of the file as read, from the file offset buffer_offset_ on; past the header they
+    // are unscrambled as they come in.
     std::vector<uint8_t> buffer_;
+    uint64_t buffer_offset_ = 0;
     size_t buffer_position_ = 0;
 };
 

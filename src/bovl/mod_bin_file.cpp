@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "front12/mod_front12.h"
 #include "log/mod_log.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/mod_syntax_tree.h"
@@ -50,7 +51,11 @@ void Mod_bin_file::load_binary(SYNTAX_TREE::Compilation_unit& unit, const char* 
         LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 3, "failed to read header of %s", name);
         return;
     }
+    // Imports read with the unit are compiled once, as in a compile from source, so that a
+    // file imported twice is one unit.
+    FRONT12::mod_front12->begin_compile();
     unit.deserialize(in);
+    FRONT12::mod_front12->end_compile();
     if (!in.read_footer())
         LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 4, "failed to read footer of %s", name);
     in.close();

@@ -109,6 +109,19 @@ void Deserializer::read_string(char** text)
     *text = block;
 }
 
+bool Deserializer::read_text(std::string& out)
+{
+    char* text = nullptr;
+    read_string(&text);
+    if (!text) {
+        out.clear();
+        return false;
+    }
+    out.assign(text);
+    delete[] text;
+    return true;
+}
+
 void Deserializer::read_matrix_float64(double* m)
 {
     for (int i = 0; i < 16; ++i)

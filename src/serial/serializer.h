@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "serial/serializable.h"
 
@@ -62,6 +63,9 @@ public:
     virtual void read_vector4(float* v);
     // Null for a length of 0; otherwise a new[] block of length + 1 bytes that the caller owns.
     virtual void read_string(char** text);
+    // The same value into a text the caller keeps using; false (and out empty) for a null
+    // string. A stream may read it without a block of its own.
+    virtual bool read_text(std::string& out);
     virtual void read_matrix_float64(double* m);
     virtual void read_matrix_float32(float* m);
     virtual void read_tag(uint32_t* tag);

@@ -434,21 +434,18 @@ void write_header(const St_node& node, SERIAL::Serializer& out)
 }
 
 // Reads one node's own fields; returns its flags. File names repeat from node to node, so a
-// name equal to the previous one shares its string.
-uint8_t read_header(St_node& node, SERIAL::Deserializer& in, File_name& last_file)
+// name equal to the previous one shares its string. scratch holds texts on their way.
+uint8_t read_header(St_node& node, SERIAL::Deserializer& in, File_name& last_file, std::string& scratch)
 {
     uint8_t flags = 0, kind = 0;
     in.read_uint8(&flags);
     in.read_uint8(&kind);
     node.kind = kind;
     in.read_sint32(&node.type_index);
-    char* file = nullptr;
-    in.read_string(&file);
-    std::string_view file_text = file ? std::string_view(file) : std::string_view();
-    if (!last_file || *last_file != file_text)
-        last_file = make_file_name(file_text);
+    in.read_text(scratch);
+    if (!last_file || *last_file != scratch)
+        last_file = make_file_name(scratch);
     node.file = last_file;
-    delete[] file;
     int32_t length = 0;
     in.read_sint32(&length);
     if (length > 0) {
@@ -456,19 +453,17 @@ uint8_t read_header(St_node& node, SERIAL::Deserializer& in, File_name& last_fil
         uint64_t room = in.bytes_remaining() / 4;
         if (uint64_t(length) > room)
             length = int32_t(room);
-        std::string bytes(size_t(length), '\0');
+        scratch.assign(size_t(length), '\0');
         for (int32_t i = 0; i < length; ++i) {
             int32_t byte = 0;
             in.read_sint32(&byte);
-            bytes[size_t(i)] = char(byte);
+            scratch[size_t(i)] = char(byte);
         }
         if (length > 0)
-            node.set_binary_text(bytes.data(), length);
+            node.set_binary_text(scratch.data(), length);
     } else if (length < 0) {
-        char* text = nullptr;
-        in.read_string(&text);
-        node.set_text(text ? text : "");
-        delete[] text;
+        in.read_text(scratch);
+        node.set_text(scratch);
     }
     in.read_sint32(&node.column);
     in.read_sint32(&node.extra_position);
@@ -498,11 +493,12 @@ void St_node::serialize(SERIAL::Serializer& out) const
 void St_node::deserialize(SERIAL::Deserializer& in)
 {
     File_name last_file;
+    std::string scratch;
     // Links still to be filled, the top one first: a node's sibling link lies above its child
     // link, so the whole sibling chain is read before the children.
     std::vector<St_node**> pending;
     auto read_into = [&](St_node& node) {
-        uint8_t flags = read_header(node, in, last_file);
+        uint8_t flags = read_header(node, in, last_file, scratch);
         if (!in.good())
             return;
         if (flags & HAS_CHILD)
