@@ -3,30 +3,9 @@
 
 #include "host/host_library.h"
 
-using vorn_host_test::load_initialize;
+using vorn_host_test::Session;
 
 namespace {
-
-// The library started, with its compiler; both released at the end, the root last.
-struct Session {
-    vorn::IVorn* root = nullptr;
-    vorn::IVorn_compiler* compiler = nullptr;
-
-    Session()
-    {
-        Initialize_vorn_function initialize = load_initialize();
-        root = initialize ? initialize() : nullptr;
-        if (root)
-            compiler = static_cast<vorn::IVorn_compiler*>(root->get_interface(vorn::IID_VORN_COMPILER));
-    }
-    ~Session()
-    {
-        if (compiler)
-            compiler->release();
-        if (root)
-            root->release();
-    }
-};
 
 std::string message(vorn::ICompiler_errors* errors, uint32_t index)
 {

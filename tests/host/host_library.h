@@ -18,4 +18,27 @@ inline Initialize_vorn_function load_initialize()
     return reinterpret_cast<Initialize_vorn_function>(dlsym(library, "initialize_vorn"));
 }
 
+// The library started, with its compiler; both released at the end, the root last.
+struct Session {
+    vorn::IVorn* root = nullptr;
+    vorn::IVorn_compiler* compiler = nullptr;
+
+    Session()
+    {
+        Initialize_vorn_function initialize = load_initialize();
+        root = initialize ? initialize() : nullptr;
+        if (root)
+            compiler = static_cast<vorn::IVorn_compiler*>(root->get_interface(vorn::IID_VORN_COMPILER));
+    }
+    ~Session()
+    {
+        if (compiler)
+            compiler->release();
+        if (root)
+            root->release();
+    }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+};
+
 }  // namespace vorn_host_test

@@ -9,29 +9,9 @@
 
 #include "host/host_library.h"
 
-using vorn_host_test::load_initialize;
+using vorn_host_test::Session;
 
 namespace {
-
-struct Session {
-    vorn::IVorn* root = nullptr;
-    vorn::IVorn_compiler* compiler = nullptr;
-
-    Session()
-    {
-        Initialize_vorn_function initialize = load_initialize();
-        root = initialize ? initialize() : nullptr;
-        if (root)
-            compiler = static_cast<vorn::IVorn_compiler*>(root->get_interface(vorn::IID_VORN_COMPILER));
-    }
-    ~Session()
-    {
-        if (compiler)
-            compiler->release();
-        if (root)
-            root->release();
-    }
-};
 
 const char* const source =
     "struct Pair { Scalar a; Int b; };\n"

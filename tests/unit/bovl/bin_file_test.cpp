@@ -209,58 +209,6 @@ TEST(Bin_file, sum_terms_of_every_primitive)
     EXPECT_TRUE(in.read_footer());
 }
 
-TEST(Bin_file, frame_fields_stand_where_they_belong)
-{
-    auto unit = compile(small_source);
-    std::string path = vorn_test::make_temp_dir("bin_frame") + "/small.bovl";
-    Bytes file = saved(*unit, path);
-    ASSERT_GT(file.size(), 2u * BIN_FILE_FRAME_SIZE);
-    // Header in the clear: magic 59991 little-endian, version 1.0, reserved zeros, the key.
-    EXPECT_EQ(file[0], 0x57);
-    EXPECT_EQ(file[1], 0xEA);
-    EXPECT_EQ(file[2], 1);
-    EXPECT_EQ(file[3], 0);
-    uint8_t key[BIN_FILE_KEY_SIZE];
-    make_key(1.0, key);
-    EXPECT_EQ(std::memcmp(file.data() + 64, key, sizeof key), 0);
-    // The body's first byte is the root's flags (it has children: 2), scrambled by key[0].
-    EXPECT_EQ(file[128] ^ key[0], 2);
-    // The second is the root's kind, DECLARATION_LIST (0), scrambled by key[1].
-    EXPECT_EQ(file[129] ^ key[1], 0);
-    // The footer repeats magic and version; the sum stands at 8, unscrambled here by hand.
-    Bytes footer = decoded_footer(file);
-    EXPECT_EQ(footer[0], 0x57);
-    EXPECT_EQ(footer[1], 0xEA);
-    EXPECT_EQ(footer[2], 1);
-    EXPECT_EQ(footer[3], 0);
-    for (size_t i = 12; i < footer.size(); ++i)
-        EXPECT_EQ(footer[i], 0) << "reserved byte " << i;
-
-    // Two saves at different times differ only in the key and what it scrambles.
-    Bytes later = saved(*unit, path, [] { return 1700000000.0; });
-    ASSERT_EQ(later.size(), file.size());
-    EXPECT_TRUE(std::equal(file.begin(), file.begin() + 64, later.begin()));
-    EXPECT_FALSE(std::equal(file.begin() + 64, file.end(), later.begin() + 64));
-}
-
-TEST(Bin_file, saved_unit_loads_back)
-{
-    auto unit = compile(small_source);
-    std::string path = vorn_test::make_temp_dir("bin_load") + "/small.bovl";
-    saved(*unit, path);
-    auto copy = empty_unit();
-    Load_result result = load(*copy, path);
-    EXPECT_TRUE(result.lines.empty());
-    EXPECT_EQ(SYNTAX_TREE::tree_text(copy->tree()), SYNTAX_TREE::tree_text(unit->tree()));
-    EXPECT_TRUE(copy->resolution_pending());
-    EXPECT_EQ(copy->shader_count(), 1);
-    EXPECT_GE(copy->find_named_type("Pair"), 0);
-    copy->resolve();
-    EXPECT_FALSE(copy->resolution_pending());
-    EXPECT_EQ(copy->error_count(), 0u);
-    EXPECT_EQ(copy->type_count(), unit->type_count());
-}
-
 TEST(Bin_file, empty_unit_loads_as_an_empty_tree)
 {
     auto unit = empty_unit();
@@ -276,16 +224,24 @@ TEST(Bin_file, empty_unit_loads_as_an_empty_tree)
     EXPECT_EQ(copy->named_type_count(), 0);
 }
 
-TEST(Bin_file, zero_key_byte_at_position_zero_leaves_that_byte_clear)
+TEST(Bin_file, key_comes_from_the_clock)
 {
     auto unit = compile(small_source);
-    std::string path = vorn_test::make_temp_dir("bin_zero_key") + "/z.bovl";
+    std::string path = vorn_test::make_temp_dir("bin_key") + "/z.bovl";
+    // At time 0 the key byte at position 0 is 0, so the body's first byte stands as it is: the
+    // root's flags (it has children: 2).
     Bytes file = saved(*unit, path, time_zero);
     EXPECT_EQ(file[64], 0);
-    EXPECT_EQ(file[128], 2);  // the root's flags, as they are
+    EXPECT_EQ(file[128], 2);
     auto copy = empty_unit();
     EXPECT_TRUE(load(*copy, path).lines.empty());
     EXPECT_EQ(copy->shader_count(), 1);
+    EXPECT_EQ(SYNTAX_TREE::tree_text(copy->tree()), SYNTAX_TREE::tree_text(unit->tree()));
+    // Another time changes the key and what it scrambles, nothing else.
+    Bytes later = saved(*unit, path, [] { return 1700000000.0; });
+    ASSERT_EQ(later.size(), file.size());
+    EXPECT_TRUE(std::equal(file.begin(), file.begin() + 64, later.begin()));
+    EXPECT_FALSE(std::equal(file.begin() + 64, file.end(), later.begin() + 64));
 }
 
 TEST(Bin_file, header_refusals_leave_the_unit_untouched)
