@@ -487,89 +487,92 @@ void Bin_file_deserializer::advance(uint32_t length)
         key_position_ = int32_t((uint32_t(key_position_) + length) % BIN_FILE_KEY_SIZE);
 }
 
-uint64_t Bin_file_deserializer::take(uint32_t width)
+template <uint32_t WIDTH>
+uint64_t Bin_file_deserializer::take()
 {
     // Most values lie whole in the buffer, which holds them unscrambled.
-    if (buffer_.size() - buffer_position_ >= width) {
+    if (buffer_.size() - buffer_position_ >= WIDTH) {
+        const uint8_t* from = buffer_.data() + buffer_position_;
         uint64_t value = 0;
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-        std::memcpy(&value, buffer_.data() + buffer_position_, width);
+        // A copy of a fixed width is one load.
+        std::memcpy(&value, from, WIDTH);
 #else
-        value = get_le(buffer_.data() + buffer_position_, width);
+        value = get_le(from, WIDTH);
 #endif
-        advance(width);
+        advance(WIDTH);
         return value;
     }
     uint8_t bytes[8];
-    read_bytes(bytes, width);
-    return get_le(bytes, width);
+    read_bytes(bytes, WIDTH);
+    return get_le(bytes, WIDTH);
 }
 
 void Bin_file_deserializer::read_float64(double* value)
 {
-    uint64_t bits = take(8);
+    uint64_t bits = take<8>();
     std::memcpy(value, &bits, 8);
     sum_ += sum_term(*value);
 }
 
 void Bin_file_deserializer::read_float32(float* value)
 {
-    uint32_t bits = uint32_t(take(4));
+    uint32_t bits = uint32_t(take<4>());
     std::memcpy(value, &bits, 4);
     sum_ += sum_term(double(*value));
 }
 
 void Bin_file_deserializer::read_sint64(int64_t* value)
 {
-    *value = int64_t(take(8));
+    *value = int64_t(take<8>());
     sum_ += sum_term(*value);
 }
 
 void Bin_file_deserializer::read_sint32(int32_t* value)
 {
-    *value = int32_t(uint32_t(take(4)));
+    *value = int32_t(uint32_t(take<4>()));
     sum_ += sum_term(int64_t(*value));
 }
 
 void Bin_file_deserializer::read_sint16(int16_t* value)
 {
-    *value = int16_t(uint16_t(take(2)));
+    *value = int16_t(uint16_t(take<2>()));
     sum_ += sum_term(int64_t(*value));
 }
 
 void Bin_file_deserializer::read_sint8(int8_t* value)
 {
-    *value = int8_t(uint8_t(take(1)));
+    *value = int8_t(uint8_t(take<1>()));
     sum_ += sum_term(int64_t(*value));
 }
 
 void Bin_file_deserializer::read_uint64(uint64_t* value)
 {
-    *value = take(8);
+    *value = take<8>();
     sum_ += sum_term(*value);
 }
 
 void Bin_file_deserializer::read_uint32(uint32_t* value)
 {
-    *value = uint32_t(take(4));
+    *value = uint32_t(take<4>());
     sum_ += *value;
 }
 
 void Bin_file_deserializer::read_uint16(uint16_t* value)
 {
-    *value = uint16_t(take(2));
+    *value = uint16_t(take<2>());
     sum_ += *value;
 }
 
 void Bin_file_deserializer::read_uint8(uint8_t* value)
 {
-    *value = uint8_t(take(1));
+    *value = uint8_t(take<1>());
     sum_ += *value;
 }
 
 void Bin_file_deserializer::read_bool(bool* value)
 {
-    uint8_t byte = uint8_t(take(1));
+    uint8_t byte = uint8_t(take<1>());
     // Any byte but 0 reads as true and counts as 1, as a written true does.
     *value = byte != 0;
     sum_ += *value ? 1 : 0;

@@ -129,7 +129,9 @@ public:
     uint32_t sum() const { return sum_; }
 
 private:
-    uint64_t take(uint32_t width);
+    // The next value of WIDTH bytes, little-endian; 0 past the end.
+    template <uint32_t WIDTH>
+    uint64_t take();
     // Moves on by length bytes that were taken straight from the buffer.
     void advance(uint32_t length);
     // Fills the buffer from the file; false at its end.

@@ -24,13 +24,12 @@ const char* const source =
 void collect_declarations(vorn::ISyntax_tree* node, std::vector<std::string>& out)
 {
     if (vorn::IDeclaration* declaration = node->get_declaration()) {
+        const bool bits[9] = {declaration->is_flag_0(), declaration->is_flag_1(), declaration->is_flag_2(),
+                              declaration->is_flag_3(), declaration->is_flag_4(), declaration->is_flag_5(),
+                              declaration->is_flag_6(), declaration->is_flag_7(), declaration->is_flag_8()};
         std::string flags;
-        bool (vorn::IDeclaration::*bits[])() = {
-            &vorn::IDeclaration::is_flag_0, &vorn::IDeclaration::is_flag_1, &vorn::IDeclaration::is_flag_2,
-            &vorn::IDeclaration::is_flag_3, &vorn::IDeclaration::is_flag_4, &vorn::IDeclaration::is_flag_5,
-            &vorn::IDeclaration::is_flag_6, &vorn::IDeclaration::is_flag_7, &vorn::IDeclaration::is_flag_8};
         for (int bit = 0; bit < 9; ++bit)
-            if ((declaration->*bits[bit])())
+            if (bits[bit])
                 flags += std::to_string(bit);
         vorn::IType* type = declaration->get_type();
         const char* name = node->get_value_as_text();

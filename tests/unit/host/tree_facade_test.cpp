@@ -348,12 +348,11 @@ TEST(Tree_facade, declarations_of_every_kind)
         Syntax_tree_wrapper node(c.node, unit);
         Held<vorn::IDeclaration> declaration(node.get_declaration());
         ASSERT_NE(declaration.p, nullptr);
-        bool (vorn::IDeclaration::*flags[9])() = {
-            &vorn::IDeclaration::is_flag_0, &vorn::IDeclaration::is_flag_1, &vorn::IDeclaration::is_flag_2,
-            &vorn::IDeclaration::is_flag_3, &vorn::IDeclaration::is_flag_4, &vorn::IDeclaration::is_flag_5,
-            &vorn::IDeclaration::is_flag_6, &vorn::IDeclaration::is_flag_7, &vorn::IDeclaration::is_flag_8};
+        vorn::IDeclaration* d = declaration.p;
+        const bool flags[9] = {d->is_flag_0(), d->is_flag_1(), d->is_flag_2(), d->is_flag_3(), d->is_flag_4(),
+                               d->is_flag_5(), d->is_flag_6(), d->is_flag_7(), d->is_flag_8()};
         for (int bit = 0; bit < 9; ++bit)
-            EXPECT_EQ((declaration.p->*flags[bit])(), bit == c.flag) << "bit " << bit;
+            EXPECT_EQ(flags[bit], bit == c.flag) << "bit " << bit;
         EXPECT_EQ(declaration->lacks_flag_6(), c.flag != 6);
         EXPECT_EQ(declaration->get_value(), c.value);
         Held<vorn::IType> type(declaration->get_type());
