@@ -75,15 +75,6 @@ void for_each_struct(const Compilation_unit& unit, Visit visit)
     }
 }
 
-const St_node* type_specifier_of(const St_node& declaration)
-{
-    const St_node* specifiers = declaration.find_child(NODE_VARIABLE_SPECIFIERS);
-    for (const St_node* child = specifiers ? specifiers->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind == NODE_SIMPLE_TYPE_SPECIFIER || child->kind == NODE_NESTED_TYPE_SPECIFIER)
-            return child;
-    return nullptr;
-}
-
 void variable(const Compilation_unit& unit, St_node* name, Declaration& result)
 {
     result.value = int32_t(declared_array_size(*name, nullptr));

@@ -75,6 +75,8 @@ bool is_block_name(std::string_view name)
     return name == "input" || name == "output" || name == "member";
 }
 
+}  // namespace
+
 const St_node* type_specifier_of(const St_node& variable_declaration)
 {
     const St_node* specifiers = variable_declaration.find_child(NODE_VARIABLE_SPECIFIERS);
@@ -85,8 +87,6 @@ const St_node* type_specifier_of(const St_node& variable_declaration)
             return child;
     return nullptr;
 }
-
-}  // namespace
 
 uint32_t declared_array_size(const St_node& declarator, Compilation_unit* unit)
 {

@@ -22,6 +22,9 @@ struct Shader_declaration;
 // unit when it is not null); both then count as 1.
 uint32_t declared_array_size(const St_node& declarator, Compilation_unit* unit);
 
+// The type specifier of a VARIABLE_DECLARATION, or null.
+const St_node* type_specifier_of(const St_node& variable_declaration);
+
 // The name of a SIMPLE_TYPE_SPECIFIER or NESTED_TYPE_SPECIFIER, parts joined by "::".
 std::string type_specifier_name(const St_node& specifier);
 
