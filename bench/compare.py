@@ -1,0 +1,208 @@
+#!/usr/bin/env python3
+"""vornc beside glslangValidator, whole processes, in one run.
+
+For each example: a cold `vornc compile X.ovl --target GL` against `glslangValidator -d` reading
+the .vert and .frag that vornc wrote. For generated programs of N helper functions: `vornc check`
+against glslangValidator on the GL output of the same program, as lines per second (each tool
+counts the lines it reads), their ratio, and peak memory per source line.
+
+Times are CPU time (user + system) of the child process, so that other load on the machine
+counts less than it would in wall time; runs are paired (vornc, then glslang) and the medians
+are compared. Peak memory is the child's maximum resident set.
+
+    bench/compare.py [--vornc build/vornc] [--sizes 100,1000,10000] [--runs 11] [--keep DIR]
+    bench/compare.py --chains 1000,2000,4000    # time against size for the linear-cost checks
+"""
+
+import argparse
+import os
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+
+
+def helper_program(count):
+    """count helper functions, each calling the one before, and a shader calling the last."""
+    parts = ["// %d helper functions and a surface shader that calls the last.\n" % count]
+    for i in range(count):
+        tail = "helper_%d(s * 0.5, w)" % (i - 1) if i else "s * 0.5"
+        parts.append(
+            "Scalar helper_%d(Scalar x, Vector3 v)\n{\n"
+            "    Scalar s = x * %d.5 + dot(v, v);\n"
+            "    Vector3 w = normalize(v) * s;\n"
+            "    if (s > 1.0)\n    {\n        s = s - 1.0;\n    }\n"
+            "    else\n    {\n        s = s + w.x;\n    }\n"
+            "    return %s;\n}\n\n" % (i, i, tail))
+    parts.append(
+        "shader Many\n{\ninput:\n    Color base = Color(1.0, 1.0, 1.0, 1.0);\noutput:\n"
+        "    Color result;\n\n    void main()\n    {\n"
+        "        result = base * helper_%d(0.5, normal);\n    }\n};\n" % (count - 1))
+    return "".join(parts)
+
+
+def shader_chain(count):
+    """count shaders, each inheriting from the next; the last one stands alone."""
+    parts = []
+    for i in range(count - 1, -1, -1):
+        parent = " : Link_%d" % (i + 1) if i + 1 < count else ""
+        parts.append(
+            "shader Link_%d%s\n{\ninput:\n    Scalar gain_%d = 1.0;\noutput:\n"
+            "    Color result_%d;\n\n    void main()\n    {\n"
+            "        result_%d = Color(gain_%d, 0.0, 0.0, 1.0);\n    }\n};\n\n" % (i, parent, i, i, i, i))
+    return "".join(parts)
+
+
+def import_chain(directory, count):
+    """count files, each importing the next; returns the first."""
+    for i in range(count):
+        text = ""
+        if i + 1 < count:
+            text += "#import <chain_%d.ovl>\n" % (i + 1)
+        text += "Scalar link_%d(Scalar x)\n{\n    return x * 0.5;\n}\n" % i
+        with open(os.path.join(directory, "chain_%d.ovl" % i), "w") as f:
+            f.write(text)
+    return os.path.join(directory, "chain_0.ovl")
+
+
+def measure(command, cwd):
+    """CPU seconds and peak resident kilobytes of one whole process."""
+    pid = os.fork()
+    if pid == 0:
+        try:
+            os.chdir(cwd)
+            fd = os.open(os.devnull, os.O_WRONLY)
+            os.dup2(fd, 1)
+            os.dup2(fd, 2)
+            os.execvp(command[0], command)
+        finally:
+            os._exit(127)
+    _, status, usage = os.wait4(pid, 0)
+    if os.waitstatus_to_exitcode(status) != 0:
+        raise SystemExit("failed: %s (in %s)" % (" ".join(command), cwd))
+    return usage.ru_utime + usage.ru_stime, usage.ru_maxrss
+
+
+def paired(first, second, cwd, runs):
+    """Medians of CPU time and of peak memory for two commands run turn about."""
+    a_times, b_times, a_memory, b_memory = [], [], [], []
+    for _ in range(runs):
+        t, m = measure(first, cwd)
+        a_times.append(t)
+        a_memory.append(m)
+        t, m = measure(second, cwd)
+        b_times.append(t)
+        b_memory.append(m)
+    return (statistics.median(a_times), statistics.median(b_times),
+            statistics.median(a_memory), statistics.median(b_memory))
+
+
+def line_count(*paths):
+    total = 0
+    for path in paths:
+        with open(path, "rb") as f:
+            total += f.read().count(b"\n")
+    return total
+
+
+def gl_outputs(vornc, source, work):
+    base = os.path.splitext(os.path.basename(source))[0]
+    subprocess.run([vornc, "compile", source, "--target", "GL", "-o", work], check=True,
+                   stdout=subprocess.DEVNULL)
+    return os.path.join(work, base + ".vert"), os.path.join(work, base + ".frag")
+
+
+def compare_examples(args, work):
+    print("Cold compile of each example to GL (CPU ms, median of %d paired runs)" % args.runs)
+    print("%-16s %10s %10s %8s" % ("example", "vornc", "glslang", "ratio"))
+    examples = os.path.join(ROOT, "examples")
+    for name in sorted(os.listdir(examples)):
+        if not name.endswith(".ovl"):
+            continue
+        source = os.path.join(examples, name)
+        vert, frag = gl_outputs(args.vornc, source, work)
+        v, g, _, _ = paired([args.vornc, "compile", source, "--target", "GL", "-o", work],
+                            [args.glslang, "-d", vert, frag], work, args.runs)
+        print("%-16s %10.2f %10.2f %8.3f" % (name, v * 1e3, g * 1e3, v / g))
+    print()
+
+
+def compare_sizes(args, work):
+    print("Front end on N helper functions: vornc check against glslangValidator -d on its GL output")
+    print("%7s %8s %8s %12s %12s %7s %9s %9s %8s" % (
+        "N", "lines", "GL lines", "vornc l/s", "glslang l/s", "ratio", "vornc MB", "glsl MB", "KB/line"))
+    for count in args.sizes:
+        source = os.path.join(work, "helpers_%d.ovl" % count)
+        with open(source, "w") as f:
+            f.write(helper_program(count))
+        vert, frag = gl_outputs(args.vornc, source, work)
+        lines = line_count(source)
+        gl_lines = line_count(vert, frag)
+        runs = max(1, args.runs if count <= 1000 else args.runs // 3)
+        v, g, vm, gm = paired([args.vornc, "check", source], [args.glslang, "-d", vert, frag], work, runs)
+        v_rate = lines / v
+        g_rate = gl_lines / g
+        print("%7d %8d %8d %12.0f %12.0f %7.2f %9.1f %9.1f %8.3f" % (
+            count, lines, gl_lines, v_rate, g_rate, v_rate / g_rate, vm / 1024, gm / 1024, vm / lines))
+    print()
+
+
+def scale_table(args, work):
+    print("Time against size (vornc check, CPU ms, median of %d runs)" % args.runs)
+    print("%-14s %7s %10s %9s %12s" % ("shape", "size", "ms", "peak MB", "us per item"))
+    for count in args.chains:
+        source = os.path.join(work, "shaders_%d.ovl" % count)
+        with open(source, "w") as f:
+            f.write(shader_chain(count))
+        times = [measure([args.vornc, "check", source], work) for _ in range(args.runs)]
+        t = statistics.median(x[0] for x in times)
+        m = statistics.median(x[1] for x in times)
+        print("%-14s %7d %10.1f %9.1f %12.1f" % ("shader chain", count, t * 1e3, m / 1024, t * 1e6 / count))
+    for count in args.chains:
+        directory = os.path.join(work, "imports_%d" % count)
+        os.makedirs(directory, exist_ok=True)
+        first = import_chain(directory, count)
+        times = [measure([args.vornc, "check", first], directory) for _ in range(args.runs)]
+        t = statistics.median(x[0] for x in times)
+        m = statistics.median(x[1] for x in times)
+        print("%-14s %7d %10.1f %9.1f %12.1f" % ("import chain", count, t * 1e3, m / 1024, t * 1e6 / count))
+    print()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--vornc", default=os.path.join(ROOT, "build", "vornc"))
+    parser.add_argument("--glslang", default="glslangValidator")
+    parser.add_argument("--sizes", default="100,1000,10000")
+    parser.add_argument("--runs", type=int, default=11)
+    parser.add_argument("--chains", default="", help="sizes for the time-against-size table")
+    parser.add_argument("--no-examples", action="store_true")
+    parser.add_argument("--keep", help="write the generated files here and keep them")
+    args = parser.parse_args()
+    args.vornc = os.path.abspath(args.vornc)
+    args.sizes = [int(x) for x in args.sizes.split(",") if x]
+    args.chains = [int(x) for x in args.chains.split(",") if x]
+    if not os.access(args.vornc, os.X_OK):
+        sys.exit("no vornc at %s: build first (scripts/test.sh)" % args.vornc)
+    if not shutil.which(args.glslang):
+        sys.exit("no %s: apt-get install glslang-tools" % args.glslang)
+
+    work = args.keep or tempfile.mkdtemp(prefix="vorn-compare-")
+    os.makedirs(work, exist_ok=True)
+    try:
+        if not args.no_examples:
+            compare_examples(args, work)
+        if args.sizes:
+            compare_sizes(args, work)
+        if args.chains:
+            scale_table(args, work)
+    finally:
+        if not args.keep:
+            shutil.rmtree(work, ignore_errors=True)
+
+
+if __name__ == "__main__":
+    main()
