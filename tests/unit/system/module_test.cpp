@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
 #include "compiler/mod_compiler.h"
 #include "log/mod_log.h"
@@ -68,6 +69,27 @@ TEST(Math_table, directions_are_unit_vectors_on_the_stated_grid)
     const float* d = mod_math->direction((1u << 7) | 63u);
     double theta = std::atan2(d[1], d[0]);
     EXPECT_NEAR(theta, 2.0 * 3.14159265358979323846 / 511.0, 1e-5);
+}
+
+// The table is built from its separable factors; every entry must carry the bits of the direct
+// formula, one sine and cosine pair per entry.
+TEST(Math_table, directions_match_the_direct_formula_bit_for_bit)
+{
+    const double pi = 3.14159265358979323846;
+    const float* table = mod_math->directions();
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table, mod_math->directions());  // built once
+    int differing = 0;
+    for (unsigned index = 0; index < unsigned(Mod_math::DIRECTION_COUNT); ++index) {
+        double theta = (index >> 7) * (2.0 * pi / 511.0);
+        double phi = (index & 127) * (pi / 127.0) - pi / 2.0;
+        const float expected[3] = {static_cast<float>(std::cos(phi) * std::cos(theta)),
+                                   static_cast<float>(std::cos(phi) * std::sin(theta)),
+                                   static_cast<float>(std::sin(phi))};
+        if (std::memcmp(expected, table + 3 * index, sizeof expected) != 0 && differing++ < 5)
+            ADD_FAILURE() << "entry " << index << " differs";
+    }
+    EXPECT_EQ(differing, 0);
 }
 
 namespace {
