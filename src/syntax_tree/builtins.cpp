@@ -587,6 +587,74 @@ St_node* struct_node(const Builtin_declaration& declaration, const File_name& fi
                        {new St_node(NODE_IDENTIFIER, file, declaration.name), blocks});
 }
 
+// ----------------------------------------------------------------------------------------------
+// The table made ahead of time from the templates above (scripts/update_builtin_table.sh), read
+// at start: expanding the templates costs several times more than building the trees.
+// ----------------------------------------------------------------------------------------------
+
+#include "syntax_tree/builtin_table.inc"
+
+class Table_reader {
+public:
+    bool at_end() const { return next_ >= std::size(builtin_codes); }
+
+    // The parameter or member count of the next entry.
+    unsigned head(bool* is_struct)
+    {
+        unsigned code = builtin_codes[next_++];
+        *is_struct = (code & BUILTIN_STRUCT_FLAG) != 0;
+        return code & ~BUILTIN_STRUCT_FLAG;
+    }
+
+    const char* word() { return builtin_words[builtin_codes[next_++]]; }
+
+private:
+    size_t next_ = 0;
+};
+
+// The same shapes as parameter_node, function_node and struct_node, read from the table.
+St_node* table_parameter_node(Table_reader& table, const File_name& file)
+{
+    std::string_view qualifier = table.word();
+    std::string_view type = table.word();
+    std::string_view name = table.word();
+    St_node* qualifier_node = qualifier.empty() ? nullptr : new St_node(NODE_PARAMETER_QUALIFIER, file, qualifier);
+    return new St_node(NODE_FUNCTION_PARAMETER, file, name,
+                       {qualifier_node, new St_node(NODE_SIMPLE_TYPE_SPECIFIER, file, type)});
+}
+
+St_node* table_function_node(Table_reader& table, unsigned count, const File_name& file)
+{
+    St_node* result = new St_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word());
+    St_node* declarator =
+        new St_node(NODE_FUNCTION_DECLARATOR, file, {new St_node(NODE_IDENTIFIER, file, table.word())});
+    St_node* list = nullptr;
+    if (count > 0) {
+        list = new St_node(NODE_FUNCTION_PARAMETER_LIST, file);
+        St_node** tail = &list->first_child;
+        for (unsigned i = 0; i < count; ++i, tail = &(*tail)->next_sibling)
+            *tail = table_parameter_node(table, file);
+    }
+    return new St_node(NODE_FUNCTION_DECLARATION, file, {result, declarator, list});
+}
+
+St_node* table_struct_node(Table_reader& table, unsigned count, const File_name& file)
+{
+    table.word();  // a struct has no result
+    St_node* name = new St_node(NODE_IDENTIFIER, file, table.word());
+    St_node* block = count > 0 ? new St_node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, file, "member") : nullptr;
+    for (unsigned i = 0; i < count; ++i) {
+        table.word();  // members have no qualifier
+        St_node* specifiers =
+            new St_node(NODE_VARIABLE_SPECIFIERS, file, {new St_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word())});
+        St_node* names =
+            new St_node(NODE_INIT_IDENTIFIER_LIST, file, {new St_node(NODE_INIT_IDENTIFIER, file, table.word())});
+        block->add_child(new St_node(NODE_VARIABLE_DECLARATION, file, {specifiers, names}));
+    }
+    St_node* blocks = new St_node(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST, file, {block});
+    return new St_node(NODE_CLASS_DECLARATION, file, "struct", {name, blocks});
+}
+
 }  // namespace
 
 std::string Builtin_declaration::signature() const
@@ -609,7 +677,7 @@ std::string Builtin_declaration::signature() const
     return text + ")";
 }
 
-std::vector<Builtin_declaration> builtin_declarations()
+std::vector<Builtin_declaration> builtin_declarations_from_templates()
 {
     Builder builder;
     builder.add_operators();
@@ -617,6 +685,26 @@ std::vector<Builtin_declaration> builtin_declarations()
     builder.add_samplers();
     builder.add_templates(function_rows, std::size(function_rows));
     return builder.take();
+}
+
+std::vector<Builtin_declaration> builtin_declarations()
+{
+    std::vector<Builtin_declaration> declarations;
+    for (Table_reader table; !table.at_end();) {
+        Builtin_declaration declaration;
+        unsigned count = table.head(&declaration.is_struct);
+        declaration.result = table.word();
+        declaration.name = table.word();
+        for (unsigned i = 0; i < count; ++i) {
+            Builtin_parameter parameter;
+            parameter.qualifier = table.word();
+            parameter.type = table.word();
+            parameter.name = table.word();
+            declaration.parameters.push_back(std::move(parameter));
+        }
+        declarations.push_back(std::move(declaration));
+    }
+    return declarations;
 }
 
 St_node* make_builtin_node(const Builtin_declaration& declaration, const File_name& file)
@@ -628,8 +716,12 @@ std::vector<St_node*> make_builtin_nodes()
 {
     File_name file = make_file_name(BUILTIN_FILE_NAME);
     std::vector<St_node*> nodes;
-    for (const Builtin_declaration& declaration : builtin_declarations())
-        nodes.push_back(make_builtin_node(declaration, file));
+    nodes.reserve(1024);
+    for (Table_reader table; !table.at_end();) {
+        bool is_struct = false;
+        unsigned count = table.head(&is_struct);
+        nodes.push_back(is_struct ? table_struct_node(table, count, file) : table_function_node(table, count, file));
+    }
     return nodes;
 }
 

@@ -31,14 +31,21 @@ struct Builtin_declaration {
     std::string signature() const;
 };
 
-// The declarations in the order they are appended. A signature that an earlier row already
-// declared is not repeated.
+// The declarations in the order they are appended, read from the table made ahead of time
+// from the templates. A signature that an earlier row already declared is not repeated.
 std::vector<Builtin_declaration> builtin_declarations();
+
+// The same declarations expanded from the templates: what the table is made from.
+std::vector<Builtin_declaration> builtin_declarations_from_templates();
+
+// Marks a struct in the head code of a table entry; the low bits count its members.
+constexpr unsigned BUILTIN_STRUCT_FLAG = 0x8000;
 
 // The tree of one declaration: FUNCTION_DECLARATION, or CLASS_DECLARATION "struct".
 St_node* make_builtin_node(const Builtin_declaration& declaration, const File_name& file);
 
-// Trees for all declarations, file "stdlib.ovl", owned by the caller.
+// Trees for all declarations, file "stdlib.ovl", owned by the caller, made straight from the
+// table: the same trees as make_builtin_node gives for each record.
 std::vector<St_node*> make_builtin_nodes();
 
 // Appends the trees to the children of a DECLARATION_LIST.

@@ -451,3 +451,58 @@ TEST(BuiltinsTrees, AppendedToADeclarationList)
     EXPECT_EQ(structs, 5 + 16);
     append_builtin_declarations(nullptr);  // nothing to append to: the nodes are freed
 }
+
+namespace {
+
+// Every field that a pass or a binary file reads, over the node, its children and its siblings.
+void expect_same_tree(const St_node* a, const St_node* b, const std::string& where)
+{
+    std::vector<std::pair<const St_node*, const St_node*>> pending{{a, b}};
+    while (!pending.empty()) {
+        auto [x, y] = pending.back();
+        pending.pop_back();
+        ASSERT_EQ(x == nullptr, y == nullptr) << where;
+        if (!x)
+            continue;
+        ASSERT_EQ(x->kind, y->kind) << where;
+        EXPECT_EQ(x->text_size, y->text_size) << where;
+        EXPECT_EQ(x->text_view(), y->text_view()) << where;
+        EXPECT_EQ(x->has_text(), y->has_text()) << where;
+        EXPECT_EQ(std::string(x->file_name()), std::string(y->file_name())) << where;
+        EXPECT_EQ(x->line, y->line) << where;
+        EXPECT_EQ(x->column, y->column) << where;
+        EXPECT_EQ(x->extra_position, y->extra_position) << where;
+        EXPECT_EQ(x->type_index, y->type_index) << where;
+        pending.push_back({x->first_child, y->first_child});
+        pending.push_back({x->next_sibling, y->next_sibling});
+    }
+}
+
+}  // namespace
+
+// The table read at start is made ahead of time; it must say what the templates say, record for
+// record, or scripts/update_builtin_table.sh has not been run after a template changed.
+TEST(BuiltinsTable, RecordsEqualTheTemplates)
+{
+    std::vector<Builtin_declaration> expanded = builtin_declarations_from_templates();
+    ASSERT_EQ(declarations().size(), expanded.size());
+    for (size_t i = 0; i < expanded.size(); ++i) {
+        const Builtin_declaration& table = declarations()[i];
+        EXPECT_EQ(table.is_struct, expanded[i].is_struct) << i;
+        EXPECT_EQ(table.result, expanded[i].result) << i;
+        EXPECT_EQ(table.signature(), expanded[i].signature()) << i;
+    }
+}
+
+TEST(BuiltinsTable, TreesEqualThoseOfTheRecords)
+{
+    File_name file = make_file_name(BUILTIN_FILE_NAME);
+    std::vector<Builtin_declaration> expanded = builtin_declarations_from_templates();
+    std::vector<St_node*> nodes = make_builtin_nodes();
+    ASSERT_EQ(nodes.size(), expanded.size());
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        std::unique_ptr<St_node> fast(nodes[i]);
+        std::unique_ptr<St_node> slow(make_builtin_node(expanded[i], file));
+        expect_same_tree(fast.get(), slow.get(), expanded[i].signature());
+    }
+}
