@@ -50,8 +50,13 @@ check "a missing annotation map is warned about once" \
   "[ \$(grep -c 'data file \"default.axml\" not found; looked in: ' <<<\"\$err\") -eq 1 ]"
 check "the warning names the places looked in" "grep -q '$tmp/alone/lib/' <<<\"\$err\""
 
+# A sanitized library needs its runtime loaded first: the host is built with the same flags.
+host_flags=()
+grep -q '^VORN_SANITIZE:BOOL=ON' "$build/CMakeCache.txt" && host_flags=(-fsanitize=address,undefined)
+
 # The example host through find_package, on a good file and on a file with errors.
 if ! cmake -S "$source/examples/host" -B "$tmp/host-cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_FLAGS="${host_flags[*]}" \
     >"$tmp/host.log" 2>&1 || ! cmake --build "$tmp/host-cmake" >>"$tmp/host.log" 2>&1; then
   cat "$tmp/host.log"; echo "FAILED: the example host does not build through find_package"; exit 1
 fi
@@ -74,7 +79,7 @@ check_host "$tmp/host-cmake/vorn_host" find_package
 
 # The same program through pkg-config.
 export PKG_CONFIG_PATH=$libdir/pkgconfig
-if ! g++ -std=c++17 -DVORN_DATA_DIR="\"$(pkg-config --variable=vorn_datadir vorn)\"" \
+if ! g++ -std=c++17 "${host_flags[@]}" -DVORN_DATA_DIR="\"$(pkg-config --variable=vorn_datadir vorn)\"" \
     "$source/examples/host/main.cpp" -o "$tmp/vorn_host_pc" $(pkg-config --cflags --libs vorn) \
     -Wl,-rpath,"$(pkg-config --variable=libdir vorn)" 2>"$tmp/pc.log"; then
   cat "$tmp/pc.log"; echo "FAILED: the example host does not build through pkg-config"; exit 1
