@@ -1,28 +1,40 @@
 #!/usr/bin/env bash
-# Set-up, build, and the main job: vornc on the bundled examples.
+# Set-up, build of the library and vornc, and the main job: vornc on the bundled examples.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/build_config.sh
 
-scripts/setup.sh
-cmake -S . -B build -G Ninja >/dev/null
-cmake --build build -j "$(nproc)" --target vornc vorn
+scripts/setup.sh demo
+cmake -S . -B "$vorn_build_dir" "${vorn_cmake_args[@]}" -DVORN_TESTS=OFF -DVORN_BENCH=OFF >/dev/null
+cmake --build "$vorn_build_dir" -j "$vorn_jobs" --target vornc vorn
 
-vornc=build/vornc
+vornc=$vorn_build_dir/vornc
+out=$vorn_build_dir/examples
 echo "== vornc --version"
 "$vornc" --version
 echo "== vornc paths"
 "$vornc" paths
+checked=0
 for example in examples/*.ovl; do
   echo "== vornc check $example"
-  "$vornc" check "$example" && echo "no diagnostics"
+  if ! "$vornc" check "$example"; then
+    echo "demo: $example has diagnostics" >&2
+    exit 1
+  fi
+  echo "no diagnostics"
+  checked=$((checked + 1))
 done
-mkdir -p build/examples
+mkdir -p "$out"
 for example in examples/*.ovl; do
   for target in FX GL; do
-    echo "== vornc compile $example --target $target"
-    "$vornc" compile "$example" --target "$target" -o build/examples
+    echo "== vornc compile $example --target $target -o $out"
+    "$vornc" compile "$example" --target "$target" -o "$out"
   done
 done
+written=$(find "$out" -maxdepth 1 \( -name '*.fx' -o -name '*.vert' -o -name '*.frag' \) | wc -l)
+echo "== $out/rim.frag (first lines)"
+head -n 15 "$out/rim.frag"
 echo "== vornc dump-tree examples/rim.ovl (first lines)"
 tree=$("$vornc" dump-tree examples/rim.ovl)
-head -n 20 <<<"$tree"
+head -n 12 <<<"$tree"
+echo "demo: $checked examples checked without diagnostics, $written generated files in $out/"

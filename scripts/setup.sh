@@ -1,16 +1,25 @@
 #!/usr/bin/env bash
-# Installs the packages that the build and the tests need. Quick when all is there.
+# Installs the Debian packages that a part of the work needs; quick when all is there.
+#   scripts/setup.sh          everything: build, tests, benchmarks, fuzzing
+#   scripts/setup.sh demo     only what building the library and vornc needs
+# Elsewhere, install the equivalents by hand (see README) and run cmake directly.
 set -euo pipefail
 
-packages=(
-  g++ cmake ninja-build pkg-config
-  libgtest-dev libgmock-dev libbenchmark-dev
-  libexpat1-dev
-  glslang-tools
-  libosmesa6-dev
-  clang libclang-rt-14-dev
-  binutils
-)
+packages=(g++ cmake ninja-build pkg-config libexpat1-dev)
+if [ "${1:-}" != demo ]; then
+  packages+=(
+    libgtest-dev libgmock-dev libbenchmark-dev
+    glslang-tools
+    libosmesa6-dev
+    clang libclang-rt-14-dev
+    binutils
+  )
+fi
+
+if ! command -v dpkg-query >/dev/null 2>&1; then
+  echo "setup: not a Debian system; make sure these (or their equivalents) are installed: ${packages[*]}"
+  exit 0
+fi
 
 missing=()
 for p in "${packages[@]}"; do

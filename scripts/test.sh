@@ -3,9 +3,10 @@
 # UndefinedBehaviorSanitizer, in a build directory of its own.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/build_config.sh
 
-build_dir=build
-cmake_args=(-DVORN_WERROR=ON)
+build_dir=$vorn_build_dir
+cmake_args=("${vorn_cmake_args[@]}" -DVORN_TESTS=ON -DVORN_BENCH=ON)
 for arg in "$@"; do
   case "$arg" in
     --sanitize) build_dir=build-sanitize; cmake_args+=(-DVORN_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug) ;;
@@ -14,10 +15,10 @@ for arg in "$@"; do
 done
 
 scripts/setup.sh
-cmake -S . -B "$build_dir" -G Ninja "${cmake_args[@]}" >/dev/null
-cmake --build "$build_dir" -j "$(nproc)"
+cmake -S . -B "$build_dir" "${cmake_args[@]}" >/dev/null
+cmake --build "$build_dir" -j "$vorn_jobs"
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 cd "$build_dir"
-ctest --output-on-failure -j "$(nproc)"
+ctest --output-on-failure -j "$vorn_jobs"

@@ -139,7 +139,7 @@ bool Annotation_map::load(const char* file_name)
 {
     if (!file_name || !*file_name || !SYSTEM::mod_string)
         return false;
-    std::string path = SYSTEM::mod_string->resolve_file("shader", file_name);
+    std::string path = SYSTEM::mod_string->resolve_data_file("shader", file_name);
     if (path.empty())
         return false;
     Annotation_map_reader reader(*this);

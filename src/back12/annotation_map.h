@@ -36,8 +36,8 @@ public:
     };
 
     // Reads the file found for file_name through the "shader" search path. A file that is not
-    // found leaves the maps empty; a malformed one stops where it breaks, keeping what was read.
-    // Neither prints anything. False when no file was found.
+    // found leaves the maps empty and is reported once by a warning; a malformed one stops where
+    // it breaks, keeping what was read. False when no file was found or it was malformed.
     bool load(const char* file_name);
     // The same from a text; for tests and for hosts that hold the map in memory.
     void load_text(const char* text);

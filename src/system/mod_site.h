@@ -20,5 +20,9 @@ private:
 
 extern Mod_site* mod_site;
 
+// The data files shipped with the library: shaders/ beside it in a build tree, else the installed
+// data directory relative to it.
+std::string library_data_directory();
+
 }  // namespace SYSTEM
 }  // namespace QZ

@@ -234,5 +234,28 @@ std::string Mod_string::resolve_file(const char* name, const char* file) const
     return std::string();
 }
 
+std::string Mod_string::resolve_data_file(const char* name, const char* file)
+{
+    std::string found = resolve_file(name, file);
+    if (!found.empty() || !file || !LOG::mod_log)
+        return found;
+    {
+        std::lock_guard<std::mutex> lock(missing_mutex_);
+        if (!missing_reported_.insert(file).second)
+            return found;
+    }
+    // An empty entry searches the working directory, as "." does; each place is named once.
+    std::string places;
+    std::set<std::string> named;
+    for (const std::string& entry : get_path_list(name)) {
+        std::string place = entry.empty() ? std::string(".") : entry;
+        if (named.insert(place).second)
+            places += (places.empty() ? "" : ", ") + place;
+    }
+    LOG::mod_log->warning(MODULE_STR, LOG::CAT_DISK, 0, "data file \"%s\" not found; looked in: %s", file,
+                          places.empty() ? "(no directories)" : places.c_str());
+    return found;
+}
+
 }  // namespace SYSTEM
 }  // namespace QZ

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -54,10 +56,16 @@ public:
     // Finds file through the named path set; empty when not found or file is null.
     std::string resolve_file(const char* name, const char* file) const;
 
+    // The same for a data file that the library needs: when it is not found, one warning per
+    // file name and library life names it and the places looked in.
+    std::string resolve_data_file(const char* name, const char* file);
+
     void clear_path_sets() { path_sets_.clear(); }
 
 private:
     std::map<std::string, std::unique_ptr<Path_set>> path_sets_;
+    std::set<std::string> missing_reported_;
+    std::mutex missing_mutex_;
 };
 
 extern Mod_string* mod_string;

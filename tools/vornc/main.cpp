@@ -62,7 +62,8 @@ const Target known_targets[] = {
     {"Swrc", {".cpp", ".decl"}},
 };
 
-// The directory that holds the library, where its data files are shipped.
+// The directory that holds the library; its data files lie beside it in a build tree and in the
+// installed data directory otherwise, as the library itself looks for them.
 std::string library_directory()
 {
     Dl_info info;
@@ -73,9 +74,15 @@ std::string library_directory()
     return slash == std::string::npos ? "." : file.substr(0, slash);
 }
 
+bool is_directory(const std::string& path);
+
 std::string default_shader_path()
 {
-    return ".;${@QZ_FILE_PATH};./shaders;" + library_directory() + "/shaders";
+    std::string directory = library_directory();
+    std::string data = directory + "/shaders";
+    if (!is_directory(data))
+        data = directory + "/" VORN_DATA_RELATIVE_DIR;
+    return ".;${@QZ_FILE_PATH};./shaders;" + data;
 }
 
 // Environment substitution for display: ${NAME}, ${@NAME} and $NAME; unset optional names vanish.

@@ -31,18 +31,22 @@ std::vector<std::string> lines(const Annotation_list* list, const std::vector<st
 
 }  // namespace
 
-TEST(Back12_annotation_map, missing_file_means_empty_maps_and_no_message)
+TEST(Back12_annotation_map, missing_file_means_empty_maps_and_one_warning)
 {
     QZ::SYSTEM::mod_string->set_path(2, "shader", map_dir.c_str());
     vorn_test::Log_capture capture;
     Annotation_map map;
+    EXPECT_FALSE(map.load("no_such_map.axml"));
     EXPECT_FALSE(map.load("no_such_map.axml"));
     EXPECT_FALSE(map.load(""));
     EXPECT_FALSE(map.load(nullptr));
     EXPECT_TRUE(map.empty());
     EXPECT_EQ(map.semantic("light_pos"), nullptr);
     EXPECT_FALSE(map.has_entry("light_pos", "Color"));
-    EXPECT_TRUE(capture.lines().empty());
+    ASSERT_EQ(capture.lines().size(), 1u);
+    EXPECT_NE(capture.lines()[0].text.find("\"no_such_map.axml\" not found; looked in: " + map_dir),
+              std::string::npos)
+        << capture.lines()[0].text;
 }
 
 TEST(Back12_annotation_map, semantic_entries_opened_twice_keep_both_sets)

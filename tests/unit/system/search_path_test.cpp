@@ -3,8 +3,10 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "log/mod_log.h"
 #include "support/test_support.h"
 #include "system/mod_conf.h"
+#include "system/mod_site.h"
 #include "system/mod_string.h"
 
 using namespace QZ::SYSTEM;
@@ -106,7 +108,6 @@ TEST(Path_set, site_defaults)
 {
     std::string shader = *mod_string->find_path_set("shader")->list(2);
     EXPECT_EQ(shader.rfind(".;${@QZ_FILE_PATH};./shaders;", 0), 0u) << shader;
-    EXPECT_EQ(shader.substr(shader.size() - 8), "/shaders");
     EXPECT_EQ(*mod_string->find_path_set("include")->list(2), ".;${@QZ_FILE_PATH}");
     EXPECT_EQ(*mod_string->find_path_set("image")->list(2), ".;${@QZ_FILE_PATH}");
 }
@@ -144,4 +145,33 @@ TEST(Path_expansion, optional_unset_variable_in_a_list_leaves_the_other_entries)
     unsetenv("QZ_FILE_PATH");
     mod_string->set_path(2, "opt", ".;${@QZ_FILE_PATH}");
     EXPECT_EQ(mod_string->get_path_list("opt"), (std::vector<std::string>{".", ""}));
+}
+
+TEST_F(Search_path, a_missing_data_file_is_reported_once_with_the_places_looked_in)
+{
+    mod_string->set_path(2, "data_test", (root + "/dir;" + root + "/other").c_str());
+    vorn_test::Log_capture capture;
+    EXPECT_EQ(mod_string->resolve_data_file("data_test", "missing.axml"), "");
+    EXPECT_EQ(mod_string->resolve_data_file("data_test", "missing.axml"), "");
+    ASSERT_EQ(capture.lines().size(), 1u);
+    EXPECT_EQ(capture.lines()[0].severity, QZ::LOG::SEV_WARN);
+    const std::string& line = capture.lines()[0].text;
+    EXPECT_NE(line.find("\"missing.axml\""), std::string::npos) << line;
+    EXPECT_NE(line.find(root + "/dir, " + root + "/other"), std::string::npos) << line;
+
+    // Another missing file has its own warning; a file that is there has none.
+    EXPECT_EQ(mod_string->resolve_data_file("data_test", "other.axml"), "");
+    touch(root + "/other/present.axml");
+    EXPECT_EQ(mod_string->resolve_data_file("data_test", "present.axml"), root + "/other/present.axml");
+    EXPECT_EQ(capture.lines().size(), 2u);
+}
+
+TEST(Path_set, without_a_root_the_shader_path_ends_in_the_library_data_directory)
+{
+    // The unit tests run without QZ_ROOT, so the last entry is the data directory, not "/shaders".
+    ASSERT_EQ(std::getenv("QZ_ROOT"), nullptr);
+    std::vector<std::string> entries = mod_string->get_path_list("shader");
+    ASSERT_FALSE(entries.empty());
+    EXPECT_EQ(entries.back(), library_data_directory());
+    EXPECT_NE(entries.back(), "/shaders");
 }
