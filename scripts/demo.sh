@@ -32,8 +32,8 @@ for example in examples/*.ovl; do
   done
 done
 written=$(find "$out" -maxdepth 1 \( -name '*.fx' -o -name '*.vert' -o -name '*.frag' \) | wc -l)
-echo "== $out/rim.frag (first lines)"
-head -n 15 "$out/rim.frag"
+echo "== $out/rim.frag: the shader's root function"
+sed -n '/^vec4 Rim_eval(State state)$/,/^}$/p' "$out/rim.frag"
 echo "== vornc dump-tree examples/rim.ovl (first lines)"
 tree=$("$vornc" dump-tree examples/rim.ovl)
 head -n 12 <<<"$tree"
