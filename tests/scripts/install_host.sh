@@ -55,7 +55,8 @@ host_flags=()
 grep -q '^VORN_SANITIZE:BOOL=ON' "$build/CMakeCache.txt" && host_flags=(-fsanitize=address,undefined)
 
 # The example host through find_package, on a good file and on a file with errors.
-if ! cmake -S "$source/examples/host" -B "$tmp/host-cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
+generator=$(sed -n 's/^CMAKE_GENERATOR:INTERNAL=//p' "$build/CMakeCache.txt")
+if ! cmake -S "$source/examples/host" -B "$tmp/host-cmake" -G "${generator:-Unix Makefiles}" -DCMAKE_PREFIX_PATH="$prefix" \
     -DCMAKE_CXX_FLAGS="${host_flags[*]}" \
     >"$tmp/host.log" 2>&1 || ! cmake --build "$tmp/host-cmake" >>"$tmp/host.log" 2>&1; then
   cat "$tmp/host.log"; echo "FAILED: the example host does not build through find_package"; exit 1
