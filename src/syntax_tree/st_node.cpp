@@ -90,7 +90,7 @@ const char* const node_kind_names[NODE_KIND_COUNT] = {
     "NO_OP",
 };
 
-using Node_pool = SYSTEM::Block_pool<sizeof(St_node)>;
+using Node_pool = SYSTEM::Block_pool<sizeof(St_node), alignof(St_node)>;
 
 // Texts carry one byte in front that says where they came from: most are short names and
 // numbers, which come from a pool of small blocks.
