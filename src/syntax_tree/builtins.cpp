@@ -606,28 +606,36 @@ public:
         return code & ~BUILTIN_STRUCT_FLAG;
     }
 
-    const char* word() { return builtin_words[builtin_codes[next_++]]; }
+    // Behind its mark: a text that nodes share rather than copy.
+    const char* word() { return builtin_words[builtin_codes[next_++]] + 1; }
 
 private:
     size_t next_ = 0;
 };
 
+St_node* word_node(int32_t kind, const File_name& file, const char* word,
+                   std::initializer_list<St_node*> children = {})
+{
+    St_node* node = new St_node(kind, file, children);
+    node->set_static_text(word);
+    return node;
+}
+
 // The same shapes as parameter_node, function_node and struct_node, read from the table.
 St_node* table_parameter_node(Table_reader& table, const File_name& file)
 {
-    std::string_view qualifier = table.word();
-    std::string_view type = table.word();
-    std::string_view name = table.word();
-    St_node* qualifier_node = qualifier.empty() ? nullptr : new St_node(NODE_PARAMETER_QUALIFIER, file, qualifier);
-    return new St_node(NODE_FUNCTION_PARAMETER, file, name,
-                       {qualifier_node, new St_node(NODE_SIMPLE_TYPE_SPECIFIER, file, type)});
+    const char* qualifier = table.word();
+    const char* type = table.word();
+    const char* name = table.word();
+    St_node* qualifier_node = *qualifier ? word_node(NODE_PARAMETER_QUALIFIER, file, qualifier) : nullptr;
+    return word_node(NODE_FUNCTION_PARAMETER, file, name,
+                     {qualifier_node, word_node(NODE_SIMPLE_TYPE_SPECIFIER, file, type)});
 }
 
 St_node* table_function_node(Table_reader& table, unsigned count, const File_name& file)
 {
-    St_node* result = new St_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word());
-    St_node* declarator =
-        new St_node(NODE_FUNCTION_DECLARATOR, file, {new St_node(NODE_IDENTIFIER, file, table.word())});
+    St_node* result = word_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word());
+    St_node* declarator = new St_node(NODE_FUNCTION_DECLARATOR, file, {word_node(NODE_IDENTIFIER, file, table.word())});
     St_node* list = nullptr;
     if (count > 0) {
         list = new St_node(NODE_FUNCTION_PARAMETER_LIST, file);
@@ -641,14 +649,14 @@ St_node* table_function_node(Table_reader& table, unsigned count, const File_nam
 St_node* table_struct_node(Table_reader& table, unsigned count, const File_name& file)
 {
     table.word();  // a struct has no result
-    St_node* name = new St_node(NODE_IDENTIFIER, file, table.word());
+    St_node* name = word_node(NODE_IDENTIFIER, file, table.word());
     St_node* block = count > 0 ? new St_node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, file, "member") : nullptr;
     for (unsigned i = 0; i < count; ++i) {
         table.word();  // members have no qualifier
         St_node* specifiers =
-            new St_node(NODE_VARIABLE_SPECIFIERS, file, {new St_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word())});
+            new St_node(NODE_VARIABLE_SPECIFIERS, file, {word_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word())});
         St_node* names =
-            new St_node(NODE_INIT_IDENTIFIER_LIST, file, {new St_node(NODE_INIT_IDENTIFIER, file, table.word())});
+            new St_node(NODE_INIT_IDENTIFIER_LIST, file, {word_node(NODE_INIT_IDENTIFIER, file, table.word())});
         block->add_child(new St_node(NODE_VARIABLE_DECLARATION, file, {specifiers, names}));
     }
     St_node* blocks = new St_node(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST, file, {block});

@@ -90,13 +90,13 @@ const char* const node_kind_names[NODE_KIND_COUNT] = {
     "NO_OP",
 };
 
-using Node_pool = SYSTEM::Block_pool<sizeof(St_node)>;
+using Node_pool = SYSTEM::Block_pool<sizeof(St_node), alignof(St_node)>;
 
 // Texts carry one byte in front that says where they came from: most are short names and
 // numbers, which come from a pool of small blocks.
 constexpr size_t SMALL_TEXT_BLOCK = 32;
 using Text_pool = SYSTEM::Block_pool<SMALL_TEXT_BLOCK>;
-enum Text_origin : char { TEXT_FROM_HEAP = 0, TEXT_FROM_POOL = 1 };
+enum Text_origin : char { TEXT_FROM_HEAP = 0, TEXT_FROM_POOL = 1, TEXT_STATIC = St_node::STATIC_TEXT_MARK };
 
 char* copy_bytes(const void* bytes, size_t size)
 {
@@ -121,7 +121,7 @@ void free_text(char* text)
     char* block = text - 1;
     if (block[0] == TEXT_FROM_POOL)
         Text_pool::release(block);
-    else
+    else if (block[0] == TEXT_FROM_HEAP)
         delete[] block;
 }
 
@@ -319,6 +319,13 @@ void St_node::set_text(std::string_view string)
 {
     free_text(text);
     text = copy_bytes(string.data(), string.size());
+    text_size = -1;
+}
+
+void St_node::set_static_text(const char* marked_text)
+{
+    free_text(text);
+    text = const_cast<char*>(marked_text);
     text_size = -1;
 }
 

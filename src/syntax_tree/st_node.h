@@ -138,6 +138,10 @@ public:
     St_node* clone() const;
 
     void set_text(std::string_view string);
+    // Shares a text that lives to the end of the program instead of copying it. The byte in
+    // front of the text must be STATIC_TEXT_MARK, as in the literal "\x02" "Bool" + 1.
+    static constexpr char STATIC_TEXT_MARK = 2;
+    void set_static_text(const char* marked_text);
     void set_binary_text(const void* bytes, int32_t size);
     void clear_text();
     bool has_text() const { return text != nullptr; }

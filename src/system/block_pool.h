@@ -15,7 +15,8 @@ namespace SYSTEM {
 // so allocation takes no lock. The pool keeps what it has taken at its peak.
 // In sanitizer builds the pool hands every block to the general allocator, so that misuse of a
 // block is still found.
-template <size_t BLOCK_SIZE>
+// ALIGNMENT is that of the objects kept in the blocks: tree nodes need 8, not the 16 of any type.
+template <size_t BLOCK_SIZE, size_t ALIGNMENT = alignof(std::max_align_t)>
 class Block_pool {
 public:
     static void* allocate()
@@ -23,12 +24,17 @@ public:
 #ifdef VORN_NO_POOLS
         return ::operator new(BLOCK_SIZE);
 #else
-        // Free blocks are kept as a stack of pointers rather than a list through the blocks,
-        // so that taking one does not read the block's cold memory.
-        Free_stack& free = free_stack();
-        if (free.size == 0)
-            refill(free);
-        return free.blocks[--free.size];
+        // A freed block first, then the untouched rest of the newest chunk.
+        Free_list& list = free_list();
+        if (Free_block* block = list.head) {
+            list.head = block->next;
+            return block;
+        }
+        if (list.fresh == list.fresh_end)
+            take_chunk(list);
+        void* block = list.fresh;
+        list.fresh += ALIGNED_SIZE;
+        return block;
 #endif
     }
 
@@ -39,47 +45,44 @@ public:
 #else
         if (!pointer)
             return;
-        Free_stack& free = free_stack();
-        if (free.size == free.capacity)
-            grow(free, free.capacity * 2);
-        free.blocks[free.size++] = pointer;
+        // The list runs through the freed blocks themselves, so that freeing a whole tree needs
+        // no memory besides the tree's.
+        Free_list& list = free_list();
+        Free_block* block = static_cast<Free_block*>(pointer);
+        block->next = list.head;
+        list.head = block;
 #endif
     }
 
 private:
-    static constexpr size_t ALIGNED_SIZE = (BLOCK_SIZE + alignof(std::max_align_t) - 1) /
-                                           alignof(std::max_align_t) * alignof(std::max_align_t);
+    static_assert(ALIGNMENT > 0 && (ALIGNMENT & (ALIGNMENT - 1)) == 0 && ALIGNMENT <= alignof(std::max_align_t),
+                  "chunks from malloc are aligned for any type, and no more");
+    static_assert(BLOCK_SIZE >= sizeof(void*) && ALIGNMENT >= alignof(void*), "a free block holds a pointer");
+    static constexpr size_t ALIGNED_SIZE = (BLOCK_SIZE + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
     static constexpr size_t CHUNK_BLOCKS = 65536 / ALIGNED_SIZE > 0 ? 65536 / ALIGNED_SIZE : 1;
 
-    // Trivially destructible, so that a block freed during static destruction finds it intact.
-    struct Free_stack {
-        void** blocks;
-        size_t size;
-        size_t capacity;
+    struct Free_block {
+        Free_block* next;
     };
 
-    // Initial-exec: the free stack is one load from the thread pointer away, instead of a call
+    // Trivially destructible, so that a block freed during static destruction finds it intact.
+    struct Free_list {
+        Free_block* head;
+        char* fresh;
+        char* fresh_end;
+    };
+
+    // Initial-exec: the free list is one load from the thread pointer away, instead of a call
     // into the dynamic loader for every node. The library's few bytes of thread-local data fit
     // the room the loader keeps for libraries that are opened late.
-    static Free_stack& free_stack()
+    static Free_list& free_list()
     {
-        static thread_local Free_stack stack __attribute__((tls_model("initial-exec"))) = {nullptr, 0, 0};
-        return stack;
+        static thread_local Free_list list __attribute__((tls_model("initial-exec"))) = {nullptr, nullptr, nullptr};
+        return list;
     }
 
-    static void grow(Free_stack& free, size_t capacity)
-    {
-        if (capacity < CHUNK_BLOCKS)
-            capacity = CHUNK_BLOCKS;
-        void* blocks = std::realloc(free.blocks, capacity * sizeof(void*));
-        if (!blocks)
-            throw std::bad_alloc();
-        free.blocks = static_cast<void**>(blocks);
-        free.capacity = capacity;
-    }
-
-    // A new chunk, its blocks pushed so that they are handed out in address order.
-    static void refill(Free_stack& free)
+    // A new chunk, handed out in address order as the fresh blocks run out.
+    static void take_chunk(Free_list& list)
     {
         char* chunk = static_cast<char*>(std::malloc(ALIGNED_SIZE * CHUNK_BLOCKS));
         if (!chunk)
@@ -90,10 +93,8 @@ private:
             std::lock_guard<std::mutex> guard(lock);
             chunks->push_back(chunk);
         }
-        if (free.capacity < CHUNK_BLOCKS)
-            grow(free, CHUNK_BLOCKS);
-        for (size_t i = CHUNK_BLOCKS; i-- > 0;)
-            free.blocks[free.size++] = chunk + i * ALIGNED_SIZE;
+        list.fresh = chunk;
+        list.fresh_end = chunk + ALIGNED_SIZE * CHUNK_BLOCKS;
     }
 };
 

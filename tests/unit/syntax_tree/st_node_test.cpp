@@ -109,6 +109,29 @@ TEST(St_node_text, text_sizes_for_string_none_and_binary)
     EXPECT_EQ(empty.text_size, -1);
 }
 
+// A shared text is never freed by its node (a sanitizer build reports a free of static memory);
+// a clone or a later set_text copies as usual.
+TEST(St_node_text, static_text_is_shared_and_never_freed)
+{
+    static const char marked[] = "\x02" "Vector3";
+    std::unique_ptr<St_node> node(new St_node(NODE_SIMPLE_TYPE_SPECIFIER, test_file()));
+    node->set_static_text(marked + 1);
+    EXPECT_EQ(node->text, marked + 1);
+    EXPECT_EQ(node->text_size, -1);
+    EXPECT_EQ(node->text_view(), "Vector3");
+
+    std::unique_ptr<St_node> copy(node->clone());
+    EXPECT_NE(copy->text, node->text);
+    EXPECT_EQ(copy->text_view(), "Vector3");
+
+    node->set_static_text(marked + 1);  // replacing a shared text frees nothing
+    node->set_text("Scalar");
+    EXPECT_EQ(node->text_view(), "Scalar");
+    node->set_static_text(marked + 1);  // a copied text is freed on replacement as before
+    node.reset();
+    EXPECT_STREQ(marked + 1, "Vector3");
+}
+
 TEST(St_node_clone, copies_binary_text_by_length)
 {
     const char bytes[4] = {0x0a, 0x00, 0x00, 0x07};
