@@ -21,7 +21,7 @@ Parameter::Parameter(const char* name, const Type& type)
 }
 
 Parameter::Parameter(const char* name, uint8_t code, uint32_t array_size, const char* type_name)
-    : Named_type(name, code, array_size, type_name ? type_name : language_word(code))
+    : Named_type(name, code, array_size, type_name ? type_name : language_word(code) ? language_word(code) : type_code_name(code))
 {
     value = allocate_value(*this);
 }

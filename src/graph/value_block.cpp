@@ -173,7 +173,9 @@ void report_unknown_comparison(const Type& type)
 {
     if (!LOG::mod_log)
         return;
-    std::string text = std::string("Can not compare parameters of type '") + type.type_name_text() + "' " +
+    const char* word = language_word(type.code());
+    const char* name = type.is_struct() ? type.type_name_text() : word ? word : type_code_name(type.code());
+    std::string text = std::string("Can not compare parameters of type '") + name + "' " +
                        "-- assuming equality";
     LOG::mod_log->warning(SYSTEM::MODULE_SYNT, LOG::CAT_MISC, 0, "%s", text.c_str());
 }
@@ -328,8 +330,6 @@ void free_value(const Type& type, void* block)
 
 bool values_equal(const Type& type, const void* a, const void* b)
 {
-    if (a == b)
-        return true;
     void* zero = nullptr;
     if (!a || !b) {
         zero = allocate_value(type);
