@@ -59,6 +59,7 @@ std::shared_ptr<Compiled_source> shared_source;
 // builds nothing finds nothing.
 size_t records_seen = 0;
 size_t nodes_seen = 0;
+uint32_t sink = 0;
 
 struct Stats {
     ~Stats()
@@ -273,8 +274,9 @@ void edit(World& world, Input& in)
             bool plain = parameter.code() != 22 && parameter.code() < 48 && parameter.code() != 32 &&
                          parameter.array_size() != 0 && parameter.size() <= sizeof bytes;
             node->set_value(parameter, plain ? bytes : nullptr);
-            if (void* at = node->find_value(in.path(), true))
-                std::memset(at, 0, 1);
+            // Read, not written: the address may be that of a text pointer.
+            if (const void* at = node->find_value(in.path(), true))
+                sink += *static_cast<const volatile uint8_t*>(at);
         }
         return;
     case 12:
