@@ -59,6 +59,20 @@ std::string join_path(const std::string& head, const std::string& member)
     return member[0] == '[' ? head + member : head + "." + member;
 }
 
+template <typename T>
+std::vector<T*> distinct(std::vector<T*> list)
+{
+    std::sort(list.begin(), list.end());
+    list.erase(std::unique(list.begin(), list.end()), list.end());
+    return list;
+}
+
+template <typename T>
+void erase_all(std::vector<T*>& list, const void* item)
+{
+    list.erase(std::remove(list.begin(), list.end(), item), list.end());
+}
+
 bool is_state_variable(const char* name)
 {
     return SYNTAX_TREE::mod_syntax_tree && SYNTAX_TREE::mod_syntax_tree->state_variable_index(name) >= 0;
@@ -108,16 +122,16 @@ Graph_node::Graph_node(const char* node_name, Graph_node_class* node_class) : na
 
 Graph_node::~Graph_node()
 {
-    for (Graph_node* holder : incoming_)
+    for (Graph_node* holder : distinct(incoming_))
         if (holder != this) {
             holder->scrub_target(this);
-            holder->outgoing_.erase(this);
+            erase_all(holder->outgoing_, this);
         }
-    for (Compage_node_class* holder : incoming_classes_)
+    for (Compage_node_class* holder : distinct(incoming_classes_))
         holder->forget_target(this);
-    for (Graph_node* target : outgoing_)
+    for (Graph_node* target : distinct(outgoing_))
         if (target != this)
-            target->incoming_.erase(this);
+            erase_all(target->incoming_, this);
     set_node_class(nullptr);
     if (parent_) {
         auto& inner = parent_->inner_nodes;
@@ -156,8 +170,10 @@ void Graph_node::note_target(Graph_node* target)
 {
     if (!target)
         return;
-    outgoing_.insert(target);
-    target->incoming_.insert(this);
+    if (outgoing_.empty() || outgoing_.back() != target)
+        outgoing_.push_back(target);
+    if (target->incoming_.empty() || target->incoming_.back() != this)
+        target->incoming_.push_back(this);
 }
 
 void Graph_node::note_targets()

@@ -7,6 +7,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "graph/annotation.h"
 #include "graph/graph_observer.h"
@@ -83,11 +84,12 @@ private:
 
     Graph_node_class* node_class_ = nullptr;
     Compage_node_class* parent_ = nullptr;
-    // Nodes whose records may point here, and nodes that records here may point at. Supersets:
-    // an entry stays after its record went, and costs a look when a node ends.
-    std::unordered_set<Graph_node*> incoming_;
-    std::unordered_set<Graph_node*> outgoing_;
-    std::unordered_set<Compage_node_class*> incoming_classes_;
+    // Nodes whose records may point here, and nodes that records here may point at. Supersets
+    // that may repeat an entry: one stays after its record went, and costs a look when a node
+    // ends. Small vectors: most nodes have a wire or two, and a set costs allocations.
+    std::vector<Graph_node*> incoming_;
+    std::vector<Graph_node*> outgoing_;
+    std::vector<Compage_node_class*> incoming_classes_;
 };
 
 // Equality of nodes and classes over whole graphs: shared sub-graphs are compared once, and a

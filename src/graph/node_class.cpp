@@ -316,8 +316,10 @@ Compage_node_class::~Compage_node_class()
     inner.swap(inner_nodes);
     for (Graph_node* node : inner)
         delete node;
-    for (Graph_node* target : targets_)
-        target->incoming_classes_.erase(this);
+    for (Graph_node* target : targets_) {
+        auto& holders = target->incoming_classes_;
+        holders.erase(std::remove(holders.begin(), holders.end(), this), holders.end());
+    }
     for (Graph_node* child : children_)
         child->parent_ = nullptr;
 }
@@ -489,8 +491,8 @@ void Compage_node_class::note_target(Graph_node* target)
 {
     if (!target)
         return;
-    targets_.insert(target);
-    target->incoming_classes_.insert(this);
+    if (targets_.insert(target).second)
+        target->incoming_classes_.push_back(this);
 }
 
 void Compage_node_class::note_interface_targets()
