@@ -473,7 +473,10 @@ void Fx_code_generator::print_constructor(const St_node*, const std::string& typ
     int32_t count = BACK12::argument_count(arguments);
     int32_t code = ST::language_word_code(type_word.c_str());
     std::string target = type_name(type_word);
-    if (code > 0 && ST::is_vector(uint32_t(code)) && count == 1) {
+    // One vector argument is a conversion (Vector2i(v)), which HLSL writes as a constructor too.
+    const Type* argument_type = count == 1 && unit_ ? unit_->type_at(arguments->first_child->type_index) : nullptr;
+    bool splat = !argument_type || !argument_type->is_vector();
+    if (code > 0 && ST::is_vector(uint32_t(code)) && count == 1 && splat) {
         uint32_t width = ST::component_count(uint32_t(code));
         // A splat: HLSL has no one-argument vector constructor, and an initialiser no call.
         if (fx_.hlsl && in_parameter_initializer_) {

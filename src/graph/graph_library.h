@@ -1,0 +1,61 @@
+// A graph library: the unit of storage for graphs. It owns its classes and top-level nodes.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "graph/graph_observer.h"
+
+namespace QZ {
+namespace GRAPH {
+
+class Graph_node;
+class Graph_node_class;
+class Compage_node_class;
+
+class Graph_library {
+public:
+    Graph_library() = default;
+    // Nodes go first, then compounds, then the other classes.
+    ~Graph_library();
+    Graph_library(const Graph_library&) = delete;
+    Graph_library& operator=(const Graph_library&) = delete;
+
+    // Each takes ownership and returns the new index; null, or an object this library already
+    // owns, is ignored and gives -1.
+    int32_t add_velar_class(Graph_node_class* node_class);
+    int32_t add_compage_class(Compage_node_class* node_class);
+    int32_t add_node(Graph_node* node);
+    // The intrinsic math classes, once per library.
+    void add_intrinsic_classes();
+    // Moves everything of other here; other ends empty and its objects live on here.
+    void merge(Graph_library* other);
+
+    // The first of the name: classes from sources first, then compounds. Null for none.
+    Graph_node_class* find_class(const char* name) const;
+    Graph_node* find_node(const char* name) const;
+
+    // Both lists as one, sources first: what the host counts and indexes.
+    uint32_t class_count() const { return uint32_t(velar_classes.size() + compage_classes.size()); }
+    Graph_node_class* class_at(uint32_t index) const;
+    // Detach and delete; false for an object this library does not own.
+    bool remove_node(Graph_node* node);
+    bool remove_class(Graph_node_class* node_class);
+
+    uint8_t intrinsics_added = 0;
+    std::vector<Graph_node_class*> velar_classes;       // owned
+    std::vector<Compage_node_class*> compage_classes;   // owned
+    std::vector<Graph_node*> nodes;                     // owned
+    Graph_observer* observer = nullptr;
+    std::string file_name;
+
+private:
+    bool take(const void* object) { return object && owned_.insert(object).second; }
+
+    std::unordered_set<const void*> owned_;
+};
+
+}  // namespace GRAPH
+}  // namespace QZ

@@ -1,0 +1,114 @@
+#!/usr/bin/env bash
+# The texts of every intrinsic math class go through glslangValidator: vorn_graph_tool writes the
+# FX text (format=HLSL) and the GL pair of each class; each effect is compiled for both stages
+# after cutting what only the effect framework reads (as gen_golden.sh does), and the GL texts are
+# checked as desktop GLSL 1.10, all vertex texts in one run and all fragment texts in another.
+# GL faults that belong to the GL back end and not to these classes are listed below by the
+# message glslang gives; a class whose every error is one of them is reported, not failed. Any
+# other error fails the test.
+# Usage: intrinsic_glslang.sh BUILD_DIR SOURCE_DIR
+set -u
+
+build_dir=${1:?usage: intrinsic_glslang.sh BUILD_DIR SOURCE_DIR}
+tool="$(cd "$build_dir" 2>/dev/null && pwd)/tools/graph_tool/vorn_graph_tool"
+if [ ! -x "$tool" ]; then
+  echo "FAIL: $tool is missing; build the target vorn_graph_tool" >&2
+  exit 1
+fi
+if ! command -v glslangValidator >/dev/null 2>&1; then
+  echo "FAIL: glslangValidator is not installed (package glslang-tools)" >&2
+  exit 1
+fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/texts" "$work/hlsl"
+if ! "$tool" generate "$work/texts" 2>"$work/tool.log"; then
+  echo "FAIL: vorn_graph_tool generate" >&2
+  cat "$work/tool.log" >&2
+  exit 1
+fi
+
+# Known faults of the GL back end: a message of glslang, a tab, and the reason.
+known_gl=(
+  "'return' : cannot convert return value to function return type	 the root returns a non-Color result as it stands from a vec4 function"
+  "'return' : type does not match, or is not convertible to, the function's return type	 the root returns a non-Color result as it stands from a vec4 function"
+  "'all' : no matching overloaded function found	 all() of a single Bool, which GLSL has for vectors only"
+  "'any' : no matching overloaded function found	 any() of a single Bool, which GLSL has for vectors only"
+  "cannot convert from ' const float' to ' temp bool'	 follows from the all()/any() fault"
+  "no operation '||' exists	 && and || of bool vectors, which GLSL does not have"
+  "no operation '&&' exists	 && and || of bool vectors, which GLSL does not have"
+  "cannot convert from ' const bool' to ' temp .-component vector of bool'	 follows from the || and && fault"
+  "syntax error, unexpected SEMICOLON	 dof_focus has no name in this target (State_Dof_focus only)"
+)
+
+failures=0
+
+# FX: every effect, both stages. Two at a time: each run is a process of its own.
+for fx in "$work"/texts/*.fx; do
+  name=$(basename "$fx" .fx)
+  perl -0777 -pe 's/^technique .*?^\}\n//ms; s/^texture \w+ <.*?^>;\n//msg;
+                  s/\s*=\s*sampler_state\s*\{.*?\};/;/sg; s/\b0f\b/0.0f/g;' "$fx" >"$work/hlsl/$name.hlsl"
+done
+# Every effect's fragment stage; the vertex stage once for each distinct vertex program (its
+# structs and vertex_main), which is all that stage reads of the class. Two runs at a time: each
+# is a process of its own and takes a while.
+check_hlsl() {
+  local file=$1 stage=$2 name entry=vertex_main
+  name=$(basename "$file" .hlsl)
+  [ "$stage" = frag ] && entry=fragment_main
+  if ! glslangValidator -D -V --hlsl-dx9-compatible -S "$stage" -e "$entry" -o "$file.$stage.spv" "$file" \
+      >"$file.$stage.log" 2>&1; then
+    echo "FAIL: $name: glslangValidator rejects the FX $stage stage"
+    cat "$file.$stage.log"
+  fi
+}
+export -f check_hlsl
+declare -A vertex_programs=()
+for file in "$work"/hlsl/*.hlsl; do
+  echo "$file frag"
+  key=$(awk '/^struct (App2vert|Vert2frag)/,/^};/; /vertex_main\(/,/^}/' "$file" | md5sum)
+  if [ -z "${vertex_programs[$key]:-}" ]; then
+    vertex_programs[$key]=$file
+    echo "$file vert"
+  fi
+done | xargs -P 2 -L 1 bash -c 'check_hlsl "$0" "$1"' >"$work/hlsl.log"
+if grep -q '^FAIL' "$work/hlsl.log"; then
+  cat "$work/hlsl.log" >&2
+  failures=$((failures + $(grep -c '^FAIL' "$work/hlsl.log")))
+fi
+vertex_count=$(ls "$work"/hlsl/*.vert.log 2>/dev/null | wc -l)
+echo "FX: $(ls "$work"/hlsl/*.hlsl | wc -l) effects compiled for frag, $vertex_count distinct vertex programs for vert"
+
+# GL: one run per stage; glslang prints each file's name above its messages.
+for stage in vert frag; do
+  (cd "$work/texts" && glslangValidator -d ./*."$stage") >"$work/gl.$stage.log" 2>&1
+  known=0
+  while IFS= read -r file; do
+    errors=$(awk -v f="$file" '$0 == f {on = 1; next} /^\.\/.*\.(vert|frag)$/ {on = 0} on && /^ERROR: 0:/' \
+      "$work/gl.$stage.log" | grep -v "compilation terminated")
+    unknown=$errors
+    for entry in "${known_gl[@]}"; do
+      pattern=${entry%%$'\t'*}
+      [[ "$pattern" == "syntax error"* && "$file" != *State_Dof_focus* ]] && continue
+      unknown=$(grep -v -e "$pattern" <<<"$unknown")
+    done
+    if [ -n "$unknown" ]; then
+      echo "FAIL: $file: glslangValidator rejects the GL $stage text:" >&2
+      echo "$errors" >&2
+      failures=$((failures + 1))
+    else
+      known=$((known + 1))
+    fi
+  done < <(awk '/^\.\/.*\.(vert|frag)$/ {file = $0} /^ERROR: 0:/ {print file}' "$work/gl.$stage.log" | sort -u)
+  echo "GL $stage: $(ls "$work"/texts/*."$stage" | wc -l) texts, $known rejected for the known GL faults"
+done
+for entry in "${known_gl[@]}"; do
+  echo "  known GL fault:${entry#*$'\t'}"
+done
+
+if [ "$failures" -ne 0 ]; then
+  echo "FAIL: $failures rejected texts" >&2
+  exit 1
+fi
+echo "PASS"
