@@ -1,5 +1,8 @@
 #include "compiler/mod_compiler.h"
 
+#include <string>
+#include <string_view>
+
 #include "back12/mod_back12.h"
 #include "bovl/mod_bin_file.h"
 #include "db/access.h"
@@ -35,8 +38,9 @@ public:
 SYNTAX_TREE::Compilation_unit* Mod_compiler::compile_file(const char* path, SYNTAX_TREE::Error_list* errors)
 {
     Compile_scope scope;
-    char* text = FRONT12::mod_front12->read_source_file(path);
-    if (!text) {
+    // Read whole, not as a C string, so that a zero byte in the file is an error and not its end.
+    std::string text, found;
+    if (!path || !FRONT12::mod_front12->read_file(path, std::string(), text, found)) {
         if (errors) {
             SYNTAX_TREE::Error_record record;
             record.number = SYNTAX_TREE::DIAG_UNABLE_TO_OPEN_FILE;
@@ -45,8 +49,7 @@ SYNTAX_TREE::Compilation_unit* Mod_compiler::compile_file(const char* path, SYNT
         }
         return nullptr;
     }
-    SYNTAX_TREE::St_node* tree = FRONT12::mod_front12->parse(text, path, errors);
-    delete[] text;
+    SYNTAX_TREE::St_node* tree = FRONT12::mod_front12->parse(std::string_view(text), path, errors);
     return tree ? TRANS12::mod_trans12->translate(tree, nullptr, nullptr) : nullptr;
 }
 

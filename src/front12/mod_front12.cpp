@@ -92,6 +92,13 @@ SYNTAX_TREE::St_node* Mod_front12::parse(const char* text, const char* file_name
     return parser_.parse(text, file_name, errors, nullptr);
 }
 
+SYNTAX_TREE::St_node* Mod_front12::parse(std::string_view text, const char* file_name,
+                                         SYNTAX_TREE::Error_list* errors)
+{
+    prelude();
+    return parser_.parse_text(text, file_name, errors, nullptr);
+}
+
 SYNTAX_TREE::St_node* Mod_front12::parse_expression(const std::string& text, SYNTAX_TREE::Error_list& errors)
 {
     return FRONT12::parse_expression(text, errors);

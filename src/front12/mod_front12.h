@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "front12/parser_plugin.h"
 #include "syntax_tree/error_record.h"
@@ -34,6 +35,8 @@ public:
     // Runs the parser over text with the prelude's macros defined. Appends errors to errors
     // when given. Returns the DECLARATION_LIST owned by the caller, or null after any error.
     SYNTAX_TREE::St_node* parse(const char* text, const char* file_name, SYNTAX_TREE::Error_list* errors);
+    // As above over the whole of a file's text, zero bytes included (they are errors).
+    SYNTAX_TREE::St_node* parse(std::string_view text, const char* file_name, SYNTAX_TREE::Error_list* errors);
 
     // One expression, as #if lines use it.
     SYNTAX_TREE::St_node* parse_expression(const std::string& text, SYNTAX_TREE::Error_list& errors);
@@ -49,13 +52,17 @@ public:
     int prelude_parse_count() const { return prelude_parse_count_; }
 
     // The unit of an imported file, compiled once per outermost compile and shared between the
-    // units that import it. Null when the file cannot be read or parsed, or imports itself.
+    // units that import it. A file that cannot be read or parsed, that imports itself or that
+    // lies deeper than the limit gives a unit whose one error says why.
     std::shared_ptr<SYNTAX_TREE::Compilation_unit> import_unit(const std::string& name,
                                                                const std::string& importing_file);
 
     // A compile opens a scope for the import cache; the outermost one clears it at its end.
     void begin_compile() { ++compile_depth_; }
     void end_compile();
+
+    // Imports nest through the parser, the translator and the prepass, each on the stack.
+    static constexpr int IMPORT_DEPTH_LIMIT = 64;
 
 private:
     void load_prelude();
@@ -68,6 +75,7 @@ private:
     int prelude_parse_count_ = 0;
 
     int compile_depth_ = 0;
+    int import_depth_ = 0;
     // Null while the import is being compiled, so that a cycle ends.
     std::map<std::string, std::shared_ptr<SYNTAX_TREE::Compilation_unit>> imports_;
 };

@@ -192,6 +192,8 @@ void Ovrel_lexer::skip_block_comment()
             pos_ += 2;
             return;
         }
+        if (c == '\0')
+            fail_unexpected(pos_, " in comment");
         if (is_line_end(static_cast<unsigned char>(c)))
             new_line();
         else
@@ -208,9 +210,13 @@ void Ovrel_lexer::skip_blanks()
         } else if (c == '\n' || c == '\r') {
             new_line();
         } else if (c == '/' && peek_at(pos_ + 1) == '/') {
-            // The line end is left for the next round, so that it counts.
-            while (pos_ < end_ && *pos_ != '\n' && *pos_ != '\r')
+            // The line end is left for the next round, so that it counts. A zero byte is
+            // refused even here: whatever reads the file as a C string would stop at it.
+            while (pos_ < end_ && *pos_ != '\n' && *pos_ != '\r') {
+                if (*pos_ == '\0')
+                    fail_unexpected(pos_, " in comment");
                 ++pos_;
+            }
         } else if (c == '/' && peek_at(pos_ + 1) == '*') {
             skip_block_comment();
         } else {

@@ -1,6 +1,6 @@
 #include "front12/parser_plugin.h"
 
-#include <cstring>
+#include <string>
 
 #include "front12/mod_front12.h"
 #include "front12/ovrel_lexer.h"
@@ -18,9 +18,14 @@ using SYNTAX_TREE::St_node;
 
 St_node* Parser_ovrel_12::parse(const char* text, const char* file_name, Error_list* errors, Macro_table* macro_table)
 {
+    return parse_text(text ? std::string_view(text) : std::string_view(), file_name, errors, macro_table);
+}
+
+St_node* Parser_ovrel_12::parse_text(std::string_view source, const char* file_name, Error_list* errors,
+                                     Macro_table* macro_table)
+{
     const std::string name = file_name ? file_name : "";
-    const char* source = text ? text : "";
-    Ovrel_lexer lexer(source, std::strlen(source), name);
+    Ovrel_lexer lexer(source.data() ? source.data() : "", source.size(), name);
     Ovrel_preprocessor preprocessor(lexer, name);
     preprocessor.set_expression_parser([](const std::string& line, Error_list& line_errors) {
         return mod_front12->parse_expression(line, line_errors);
@@ -31,40 +36,45 @@ St_node* Parser_ovrel_12::parse(const char* text, const char* file_name, Error_l
         preprocessor.add_macros(mod_front12->prelude_macros());
 
     Error_list syntax_errors;
+    Error_list directive_errors;
     Ovrel_parser parser(preprocessor, name, syntax_errors);
-    parser.set_include_hook([this, &name, &preprocessor](const std::string& included, const Token&) {
-        return include(included, name, preprocessor);
-    });
+    parser.set_include_hook(
+        [this, &name, &preprocessor, &directive_errors](const std::string& included, const Token& directive) {
+            return include(included, name, preprocessor, directive, directive_errors);
+        });
 
     std::unique_ptr<St_node> tree;
-    bool stopped = false;
+    Error_list preprocessor_errors;
     try {
         tree.reset(parser.parse_translation_unit());
     } catch (const Preprocessor_exception& error) {
         // The preprocessor stops at its first error, and the tree goes with it.
-        stopped = true;
         tree.reset();
         if (preprocessor.diagnostics().empty())
-            SYNTAX_TREE::log_error(error.record(), error.file().c_str());
-        if (errors && preprocessor.diagnostics().empty())
-            errors->push_back(error.record());
+            preprocessor_errors.push_back(error.record());
     }
-    for (const auto& record : preprocessor.diagnostics()) {
-        SYNTAX_TREE::log_error(record, name.c_str());
+    const Error_list& recorded = preprocessor.diagnostics();
+    preprocessor_errors.insert(preprocessor_errors.end(), recorded.begin(), recorded.end());
+    preprocessor_errors.insert(preprocessor_errors.end(), directive_errors.begin(), directive_errors.end());
+    // A caller with a list reports the errors itself; logging them too showed each one twice.
+    for (const auto& record : preprocessor_errors) {
         if (errors)
             errors->push_back(record);
+        else
+            SYNTAX_TREE::log_error(record, name.c_str());
     }
     if (errors)
         errors->insert(errors->end(), syntax_errors.begin(), syntax_errors.end());
     if (macro_table)
         *macro_table = preprocessor.get_macros();
-    if (stopped || !syntax_errors.empty() || !preprocessor.diagnostics().empty())
+    if (!syntax_errors.empty() || !preprocessor_errors.empty())
         return nullptr;
     return tree.release();
 }
 
 St_node* Parser_ovrel_12::include(const std::string& name, const std::string& includer,
-                                  Ovrel_preprocessor& preprocessor)
+                                  Ovrel_preprocessor& preprocessor, const Token& directive,
+                                  Error_list& directive_errors)
 {
     if (name == prelude_file_name) {
         LOG::mod_log->warning(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0,
@@ -72,9 +82,8 @@ St_node* Parser_ovrel_12::include(const std::string& name, const std::string& in
         return nullptr;
     }
     if (include_depth_ >= INCLUDE_DEPTH_LIMIT) {
-        LOG::mod_log->error(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0,
-                            "%s: files are included more than %d levels deep; \"%s\" is skipped", includer.c_str(),
-                            INCLUDE_DEPTH_LIMIT, name.c_str());
+        // Included files' errors are only warnings, so the error waits for the outermost file.
+        include_depth_reached_ = true;
         return nullptr;
     }
     std::string text, found;
@@ -86,8 +95,18 @@ St_node* Parser_ovrel_12::include(const std::string& name, const std::string& in
     Macro_table macros = preprocessor.get_macros();
     Error_list included_errors;
     ++include_depth_;
-    St_node* tree = parse(text.c_str(), name.c_str(), &included_errors, &macros);
+    St_node* tree = parse_text(text, name.c_str(), &included_errors, &macros);
     --include_depth_;
+    if (include_depth_ == 0 && include_depth_reached_) {
+        include_depth_reached_ = false;
+        SYNTAX_TREE::Error_record record;
+        record.line = directive.line;
+        record.column = directive.column;
+        record.number = DIAG_PLAIN_MESSAGE;
+        record.text = "files are included more than " + std::to_string(INCLUDE_DEPTH_LIMIT) +
+                      " levels deep through \"" + name + "\"";
+        directive_errors.push_back(record);
+    }
     for (const auto& record : included_errors) {
         std::string message = SYNTAX_TREE::format_error(record, name.c_str());
         LOG::mod_log->warning(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "%s", message.c_str());

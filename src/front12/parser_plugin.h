@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "front12/ovrel_preprocessor.h"
 #include "syntax_tree/error_record.h"
@@ -39,13 +40,21 @@ public:
     const char* get_language() override { return "ovrel 1/2"; }
     SYNTAX_TREE::St_node* parse(const char* text, const char* file_name, SYNTAX_TREE::Error_list* errors,
                                 Macro_table* macro_table) override;
+    // As parse, over text that may hold zero bytes: the lexer refuses them where they stand.
+    SYNTAX_TREE::St_node* parse_text(std::string_view text, const char* file_name, SYNTAX_TREE::Error_list* errors,
+                                     Macro_table* macro_table);
 
 private:
-    // Parses one #include'd file into the includer's preprocessor; null when skipped.
+    // Parses one #include'd file into the includer's preprocessor; null when skipped. A chain
+    // of includes that reaches the depth limit is an error at the directive of the outermost
+    // file that starts it, added to directive_errors.
     SYNTAX_TREE::St_node* include(const std::string& name, const std::string& includer,
-                                  Ovrel_preprocessor& preprocessor);
+                                  Ovrel_preprocessor& preprocessor, const Token& directive,
+                                  SYNTAX_TREE::Error_list& directive_errors);
 
     int32_t include_depth_ = 0;
+    // Set when an include was refused for depth, until the outermost file reports it.
+    bool include_depth_reached_ = false;
 };
 
 }  // namespace FRONT12

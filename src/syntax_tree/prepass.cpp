@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/diagnostics.h"
 #include "syntax_tree/state_tables.h"
 #include "syntax_tree/st_node.h"
 #include "syntax_tree/type.h"
@@ -525,6 +526,30 @@ St_node* Tree_traverser_prepass::visit_enum_member(St_node* node)
 
 // Imports and annotations
 
+namespace {
+
+// "\"b.ovl\" > \"c.ovl\": Error in file 'c.ovl' line 3: ...": the names of the imports down
+// to the file at fault, then its first error, or why it could not be compiled at all.
+std::string import_chain(const std::string& name, const Compilation_unit* imported)
+{
+    std::string quoted = "\"" + name + "\"";
+    if (!imported)
+        return quoted + ": cannot be compiled";
+    for (const Error_record& error : imported->errors()) {
+        if (error.number == DIAG_IMPORT_ERRORS)
+            continue;
+        if (error.number == DIAG_IMPORT_FAILURE && error.line < 0)
+            return quoted + ": " + error.text;
+        if (error.number == DIAG_IMPORT_FAILURE && error.text.compare(0, IMPORT_PREFIX.size(), IMPORT_PREFIX) == 0)
+            return quoted + " > " + error.text.substr(IMPORT_PREFIX.size());
+        // The file as its importer names it, like an included file.
+        return quoted + ": " + format_error(error, name.c_str());
+    }
+    return quoted + ": contains errors";
+}
+
+}  // namespace
+
 St_node* Tree_traverser_prepass::visit_import_declaration(St_node* node)
 {
     if (read_only_)
@@ -532,7 +557,9 @@ St_node* Tree_traverser_prepass::visit_import_declaration(St_node* node)
     std::string name(node->text_view());
     std::shared_ptr<Compilation_unit> imported = resolver_ ? resolver_(name, node->file_name()) : nullptr;
     if (!imported || imported->error_count() > 0) {
-        unit_.add_error(*node, 54, name);
+        // 54 says only that the file failed; a second record says where and why.
+        unit_.add_error(*node, DIAG_IMPORT_ERRORS, name);
+        unit_.add_error(*node, DIAG_IMPORT_FAILURE, std::string(IMPORT_PREFIX) + import_chain(name, imported.get()));
         return nullptr;
     }
     unit_.add_import(name, std::move(imported));

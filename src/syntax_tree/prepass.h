@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "syntax_tree/tree_traverser.h"
 
@@ -16,6 +17,12 @@ class Compilation_unit;
 class Named_type;
 class Enum_type;
 struct Shader_declaration;
+
+// An import that fails is error 54 and, at the same directive, a record of this number whose
+// text is IMPORT_PREFIX and the chain of imports down to the cause. A unit whose file could not
+// be compiled at all holds one record of this number, without a position, that tells why.
+constexpr uint32_t DIAG_IMPORT_FAILURE = 55;
+inline constexpr std::string_view IMPORT_PREFIX = "import ";
 
 // The array size of an INIT_IDENTIFIER or FUNCTION_PARAMETER from its ARRAY_SPECIFIER: 1 with
 // none, 0 for empty brackets. A Boolean size is error 2 and a size below 1 error 3 (given to

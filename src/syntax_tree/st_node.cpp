@@ -244,15 +244,20 @@ int32_t St_node::child_count() const
 
 void St_node::add_child(St_node* node)
 {
-    if (!node)
+    // A node linked twice would close a loop and be freed twice.
+    if (!node || node == this)
         return;
     if (!first_child) {
         first_child = node;
         return;
     }
     St_node* last = first_child;
-    while (last->next_sibling)
-        last = last->next_sibling;
+    for (;; last = last->next_sibling) {
+        if (last == node)
+            return;
+        if (!last->next_sibling)
+            break;
+    }
     last->next_sibling = node;
 }
 

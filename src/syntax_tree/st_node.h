@@ -127,7 +127,10 @@ public:
     // The n-th child (0 is the first); null past the end.
     St_node* child(int32_t n) const;
     int32_t child_count() const;
-    // Appends at the end of the child list; null is ignored. The node must not be in a list.
+    // Appends the node, and any siblings behind it, at the end of the child list. A node has
+    // one parent: the caller takes it out of any other list first. Null, this node itself and
+    // a node already in this list are ignored; that the node holds no ancestor of this one is
+    // for the caller to know, since finding out would walk its whole subtree.
     void add_child(St_node* node);
     // Puts replacement (a single node) where old stood. Old leaves the list, with its own
     // children, and belongs to the caller again. False when old is not a child.

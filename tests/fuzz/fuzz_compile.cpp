@@ -21,7 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (!started) {
         if (!QZ::COMPILER::mod_compiler)
             QZ::SYSTEM::start_sequence();
-        QZ::SYSTEM::mod_string->set_path(2, "shader", "/nonexistent");
+        // A few files to include and import, good and faulty, so that those paths are reached.
+        QZ::SYSTEM::mod_string->set_path(2, "shader", VORN_FUZZ_LIBRARY_DIR);
         started = true;
     }
     std::string text(reinterpret_cast<const char*>(data), size);

@@ -20,8 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         // Under libFuzzer nothing else starts the library; the replay driver already has.
         if (!QZ::FRONT12::mod_front12)
             QZ::SYSTEM::start_sequence();
-        // Nothing is found through the search path, so includes fail fast.
-        QZ::SYSTEM::mod_string->set_path(2, "shader", "/nonexistent");
+        // A few files to include and import, good and faulty, so that those paths are reached.
+        QZ::SYSTEM::mod_string->set_path(2, "shader", VORN_FUZZ_LIBRARY_DIR);
         started = true;
     }
     std::string text(reinterpret_cast<const char*>(data), size);

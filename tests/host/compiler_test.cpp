@@ -99,8 +99,9 @@ TEST(Host_compiler, files_and_imports)
     unit->release();
 
     EXPECT_EQ(session.compiler->compile_file("broken_importer.ovl", errors), nullptr);
-    ASSERT_EQ(errors->get_count(), 1u);
+    ASSERT_EQ(errors->get_count(), 2u);
     EXPECT_EQ(errors->get_error_number(0), 54u);
+    EXPECT_EQ(errors->get_error_number(1), 55u);
 
     EXPECT_EQ(session.compiler->compile_file("missing.ovl", errors), nullptr);
     ASSERT_EQ(errors->get_count(), 1u);

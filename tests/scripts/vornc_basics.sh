@@ -45,6 +45,12 @@ check "a target differing in case is unknown, exit 2" "[ $status -eq 2 ] && grep
 "$vornc" compile "$tmp/bad.ovl" --target FX -o "$tmp/out" 2>/dev/null; check "compile of a bad file exits 1" "[ $? -eq 1 ]"
 "$vornc" compile "$tmp/good.ovl" --target FX --option novalue 2>/dev/null; check "--option without = exits 2" "[ $? -eq 2 ]"
 
+err=$("$vornc" compile "$tmp/good.ovl" --target FX -o "$tmp/none/deeper" 2>&1); status=$?
+check "a program that cannot be written says why" "[ $status -eq 1 ] && grep -qx \"vornc: cannot write $tmp/none/deeper/good.fx: No such file or directory\" <<<\"\$err\""
+printf 'Scalar a;\n#if UNDEFINED_NAME\n#endif\n' > "$tmp/directive.ovl"
+err=$("$vornc" check "$tmp/directive.ovl" 2>&1)
+check "a preprocessor error is printed once" "[ \$(grep -c 'error evaluating macro expression' <<<\"\$err\") -eq 1 ]"
+
 "$vornc" frobnicate 2>/dev/null; check "unknown command exits 2" "[ $? -eq 2 ]"
 "$vornc" 2>/dev/null; check "no command exits 2" "[ $? -eq 2 ]"
 "$vornc" --path 2>/dev/null; check "--path without a value exits 2" "[ $? -eq 2 ]"

@@ -10,45 +10,14 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "vorn/vorn.h"
 
+using vornc::Arguments;
+using vornc::parse_arguments;
+using vornc::usage_text;
+
 namespace {
-
-const char* const usage_text =
-    "usage: vornc [--path LIST] COMMAND [ARGS]\n"
-    "\n"
-    "Commands:\n"
-    "  check FILE...     compile each file and print its diagnostics on standard error;\n"
-    "                    exit status 1 if any file has one\n"
-    "  compile FILE --target FX|GL|Cg|Swrc [--shader NAME] [--option KEY=VALUE]... [-o DIR]\n"
-    "                    compile a file and write the generated programs into DIR (default .),\n"
-    "                    named after the file: FX .fx, GL .vert and .frag; the shader is\n"
-    "                    taken as a surface unless --option shader_type=... says otherwise.\n"
-    "                    A FILE ending in .bovl is a binary compiled file, read instead\n"
-    "                    of compiled\n"
-    "  compile FILE.ovl --save-binary OUT [--target ...]\n"
-    "                    compile a file and save the unit as the binary compiled file OUT;\n"
-    "                    with --target, also write the generated programs\n"
-    "  dump-tree FILE    compile a file and print the trees of its shaders and functions\n"
-    "  paths             print the shader search path, one directory per line\n"
-    "\n"
-    "Options:\n"
-    "  --path LIST       shader search path, directories separated by ';'\n"
-    "  --help            print this text\n"
-    "  --version         print the version of vornc and of the library's interface\n";
-
-struct Arguments {
-    std::string path;
-    bool path_given = false;
-    std::string command;
-    std::vector<std::string> rest;
-    // compile
-    std::string target;
-    std::string shader;
-    std::vector<std::pair<std::string, std::string>> options;
-    std::string output_directory = ".";
-    std::string save_binary;
-};
 
 // The built-in targets and the file name endings of their programs, in program order.
 struct Target {
@@ -262,17 +231,21 @@ std::string base_name(const std::string& file)
     return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
-bool write_program(vorn::IGenerated_shader* shader, uint32_t index, const std::string& path)
+// Empty on success, else why the file could not be written.
+std::string write_program(vorn::IGenerated_shader* shader, uint32_t index, const std::string& path)
 {
     uint32_t size = shader->get_program_size(index);
     std::vector<char> text(size ? size : 1);
     shader->copy_program(index, text.data(), uint32_t(text.size()));
     FILE* file = std::fopen(path.c_str(), "wb");
     if (!file)
-        return false;
+        return std::strerror(errno);
     size_t length = std::strlen(text.data());
     bool written = std::fwrite(text.data(), 1, length, file) == length;
-    return std::fclose(file) == 0 && written;
+    std::string why = written ? std::string() : std::strerror(errno);
+    if (std::fclose(file) != 0 && why.empty())
+        why = std::strerror(errno);
+    return why;
 }
 
 bool ends_with(const std::string& text, const std::string& ending)
@@ -359,10 +332,11 @@ int generate_programs(vorn::IVorn_compiler* compiler, vorn::ICompilation_unit* u
     uint32_t count = shader->get_program_count();
     for (uint32_t i = 0; i < count; ++i) {
         std::string path = base + (i < target->endings.size() ? target->endings[i] : "." + std::to_string(i));
-        if (write_program(shader, i, path)) {
+        std::string why = write_program(shader, i, path);
+        if (why.empty()) {
             std::printf("%s\n", path.c_str());
         } else {
-            std::fprintf(stderr, "vornc: cannot write %s\n", path.c_str());
+            std::fprintf(stderr, "vornc: cannot write %s: %s\n", path.c_str(), why.c_str());
             status = 1;
         }
     }
@@ -409,64 +383,6 @@ int command_compile(vorn::IVorn* root, const Arguments& arguments)
         unit->release();
     compiler->release();
     return status;
-}
-
-int parse_arguments(int argc, char** argv, Arguments& arguments)
-{
-    for (int i = 1; i < argc; ++i) {
-        std::string word = argv[i];
-        if (word == "--help" || word == "-h") {
-            std::fputs(usage_text, stdout);
-            return 0;
-        }
-        if (word == "--version") {
-            std::printf("vornc %s\n", VORN_VERSION_TEXT);
-            return 0;
-        }
-        if (word == "--path") {
-            if (i + 1 >= argc) {
-                std::fprintf(stderr, "vornc: --path needs a list of directories\n");
-                return 2;
-            }
-            arguments.path = argv[++i];
-            arguments.path_given = true;
-            continue;
-        }
-        if (word == "--target" || word == "--shader" || word == "--option" || word == "-o" ||
-            word == "--save-binary") {
-            if (i + 1 >= argc) {
-                std::fprintf(stderr, "vornc: %s needs a value\n", word.c_str());
-                return 2;
-            }
-            std::string value = argv[++i];
-            if (word == "--target") {
-                arguments.target = value;
-            } else if (word == "--shader") {
-                arguments.shader = value;
-            } else if (word == "-o") {
-                arguments.output_directory = value;
-            } else if (word == "--save-binary") {
-                arguments.save_binary = value;
-            } else {
-                size_t equals = value.find('=');
-                if (equals == std::string::npos || equals == 0) {
-                    std::fprintf(stderr, "vornc: --option needs KEY=VALUE, not '%s'\n", value.c_str());
-                    return 2;
-                }
-                arguments.options.emplace_back(value.substr(0, equals), value.substr(equals + 1));
-            }
-            continue;
-        }
-        if (word.size() > 1 && word[0] == '-') {
-            std::fprintf(stderr, "vornc: unknown option '%s'\n", word.c_str());
-            return 2;
-        }
-        if (arguments.command.empty())
-            arguments.command = word;
-        else
-            arguments.rest.push_back(word);
-    }
-    return -1;
 }
 
 }  // namespace

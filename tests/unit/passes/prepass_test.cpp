@@ -301,9 +301,13 @@ TEST(Prepass, ImportsThroughTheResolver)
         return nullptr;
     };
     auto p = prepass("#import <good.ovl>\n#import <bad.ovl>\n#import <gone.ovl>\n#import <good.ovl>\n", resolver);
-    EXPECT_EQ(p.numbers, (std::vector<uint32_t>{54, 54}));
+    // Each failure is 54, then a 55 that says why.
+    EXPECT_EQ(p.numbers, (std::vector<uint32_t>{54, 55, 54, 55}));
     EXPECT_EQ(p.unit->errors()[0].text, "bad.ovl");
-    EXPECT_EQ(p.unit->errors()[1].line, 3);
+    EXPECT_EQ(p.unit->errors()[1].text,
+              "import \"bad.ovl\": Error in file 'bad.ovl' line 1: unknown variable: \"y\"");
+    EXPECT_EQ(p.unit->errors()[2].line, 3);
+    EXPECT_EQ(p.unit->errors()[3].text, "import \"gone.ovl\": cannot be compiled");
     ASSERT_EQ(p.unit->import_count(), 1);
     EXPECT_EQ(p.unit->import_name(0), "good.ovl");
     EXPECT_EQ(p.unit->import_unit(0), good_unit);

@@ -64,6 +64,24 @@ TEST(St_node_children, access_past_the_end_gives_null)
     EXPECT_EQ(list->child(0)->child_count(), 0);
 }
 
+TEST(St_node_children, a_node_joins_one_list_once)
+{
+    // Each refusal here would otherwise link a node twice, and the destructor free it twice.
+    std::unique_ptr<St_node> list(new St_node(NODE_STATEMENT_BLOCK, test_file()));
+    St_node* first = leaf(NODE_EXPRESSION_STATEMENT, nullptr);
+    St_node* last = leaf(NODE_EXPRESSION_STATEMENT, nullptr);
+    list->add_child(first);
+    list->add_child(last);
+    list->add_child(last);   // the last child again
+    list->add_child(first);  // the first one, which would close a loop
+    list->add_child(list.get());
+    list->add_child(nullptr);
+    EXPECT_EQ(list->child(0), first);
+    EXPECT_EQ(list->child(1), last);
+    EXPECT_EQ(list->child_count(), 2);
+    EXPECT_EQ(last->next_sibling, nullptr);
+}
+
 TEST(St_node_children, add_replace_and_find)
 {
     std::unique_ptr<St_node> list(new St_node(NODE_INIT_IDENTIFIER, test_file(), "x"));
