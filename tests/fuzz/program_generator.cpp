@@ -632,7 +632,13 @@ void Program_writer::assignment()
     } else if (t.kind == FVEC && op == 4) {
         line(place + "." + swizzle(t.n, 1, false) + " = " + expression(scalar(), 2) + ";");
     } else if (t.kind == INT && op == 5) {
-        line(place + (random_.chance(50) ? "++;" : "--;"));
+        static const char* const steps[] = {"++;", "--;"};
+        if (random_.chance(50))
+            line(place + steps[random_.below(2)]);
+        else
+            line(std::string(random_.chance(50) ? "++" : "--") + place + ";");
+    } else if ((t.kind == SCALAR || t.kind == FVEC) && op == 5) {
+        line(place + " /= " + expression(scalar(), 1) + " + 4.0;");
     } else {
         line(place + " = " + expression(t, 3) + ";");
     }
