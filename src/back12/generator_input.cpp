@@ -265,5 +265,113 @@ bool build_generator_input(Compilation_unit* unit, const COMPILER::Compile_optio
     return true;
 }
 
+namespace {
+
+std::string local_function_name(std::string_view name)
+{
+    size_t scope = name.rfind("::");
+    return std::string(scope == std::string_view::npos ? name : name.substr(scope + 2));
+}
+
+// The variable at the root of a place: a.b[1].c is a.
+const St_node* place_root(const St_node* node)
+{
+    while (node && (node->kind == SYNTAX_TREE::NODE_CLASS_MEMBER_REF_EXPRESSION ||
+                    node->kind == SYNTAX_TREE::NODE_ARRAY_INDEX_EXPRESSION))
+        node = node->first_child;
+    return node && node->kind == SYNTAX_TREE::NODE_VARIABLE_ID ? node : nullptr;
+}
+
+// Whether the parameter at position of some overload of a function is written by it.
+bool writes_argument(const std::multimap<std::string, const St_node*>& functions, const std::string& name,
+                     int32_t position)
+{
+    if ((name == "modf" || name == "sincos") && position > 0)
+        return true;
+    auto range = functions.equal_range(name);
+    for (auto entry = range.first; entry != range.second; ++entry) {
+        const St_node* list = entry->second->find_child(SYNTAX_TREE::NODE_FUNCTION_PARAMETER_LIST);
+        const St_node* parameter = list ? list->child(position) : nullptr;
+        const St_node* qualifier = parameter ? parameter->find_child(SYNTAX_TREE::NODE_PARAMETER_QUALIFIER) : nullptr;
+        if (qualifier && qualifier->text_view() != "in")
+            return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+std::set<std::string> written_inputs(const Generator_input& input)
+{
+    std::set<std::string> inputs;
+    for (const Generator_variable& parameter : input.parameters)
+        inputs.insert(parameter.name);
+    std::multimap<std::string, const St_node*> functions;
+    for (const Compilation_unit* unit : input.units) {
+        const St_node* list = unit ? unit->tree() : nullptr;
+        for (const St_node* node = list ? list->first_child : nullptr; node; node = node->next_sibling) {
+            const St_node* declaration = node->kind == SYNTAX_TREE::NODE_FUNCTION_DEFINITION
+                                             ? node->find_child(SYNTAX_TREE::NODE_FUNCTION_DECLARATION)
+                                             : node;
+            if (declaration && declaration->kind == SYNTAX_TREE::NODE_FUNCTION_DECLARATION)
+                functions.emplace(std::string(function_definition_name(node)), declaration);
+        }
+    }
+    for (const St_node* method : input.methods)
+        if (method)
+            functions.emplace(std::string(function_definition_name(method)),
+                              method->find_child(SYNTAX_TREE::NODE_FUNCTION_DECLARATION));
+
+    std::set<std::string> written;
+    std::set<std::string> declared;
+    std::vector<const St_node*> pending{input.main};
+    pending.insert(pending.end(), input.methods.begin(), input.methods.end());
+    while (!pending.empty()) {
+        const St_node* node = pending.back();
+        pending.pop_back();
+        if (!node)
+            continue;
+        for (const St_node* child = node->first_child; child; child = child->next_sibling)
+            pending.push_back(child);
+        switch (node->kind) {
+        case SYNTAX_TREE::NODE_INIT_IDENTIFIER:
+        case SYNTAX_TREE::NODE_FUNCTION_PARAMETER:
+            declared.insert(std::string(node->text_view()));
+            break;
+        case SYNTAX_TREE::NODE_CONDITION:
+            if (node->text_view() == "declaration" && node->child(1))
+                declared.insert(std::string(node->child(1)->text_view()));
+            break;
+        case SYNTAX_TREE::NODE_ASSIGNMENT_EXPRESSION:
+        case SYNTAX_TREE::NODE_PRE_INCREMENT_EXPRESSION:
+        case SYNTAX_TREE::NODE_PRE_DECREMENT_EXPRESSION:
+        case SYNTAX_TREE::NODE_POST_INCREMENT_EXPRESSION:
+        case SYNTAX_TREE::NODE_POST_DECREMENT_EXPRESSION:
+            if (const St_node* root = place_root(node->first_child))
+                written.insert(std::string(root->text_view()));
+            break;
+        case SYNTAX_TREE::NODE_FUNCTION_CALL_EXPRESSION: {
+            std::string name = local_function_name(node->text_view());
+            const St_node* arguments = call_arguments(node);
+            int32_t position = 0;
+            for (const St_node* argument = arguments ? arguments->first_child : nullptr; argument;
+                 argument = argument->next_sibling, ++position) {
+                const St_node* root = place_root(argument);
+                if (root && writes_argument(functions, name, position))
+                    written.insert(std::string(root->text_view()));
+            }
+            break;
+        }
+        default:
+            break;
+        }
+    }
+    std::set<std::string> result;
+    for (const std::string& name : written)
+        if (inputs.count(name) && !declared.count(name))
+            result.insert(name);
+    return result;
+}
+
 }  // namespace BACK12
 }  // namespace QZ

@@ -84,6 +84,11 @@ struct Debug_display {
 bool build_generator_input(SYNTAX_TREE::Compilation_unit* unit, const COMPILER::Compile_options& options,
                            Generator_input& input, const Debug_display& debug = Debug_display());
 
+// The free parameters that the shader's body or methods write (by assignment, increment, or as
+// an out or inout argument), which a target must copy before it can write them. A name that a
+// body also declares for itself is left out: there the write may be to its own variable.
+std::set<std::string> written_inputs(const Generator_input& input);
+
 // The name of a FUNCTION_DEFINITION or FUNCTION_DECLARATION: the declarator's last identifier.
 std::string_view function_definition_name(const SYNTAX_TREE::St_node* function);
 

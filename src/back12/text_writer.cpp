@@ -63,6 +63,11 @@ void Text_writer::write_verbatim(const std::string& text)
         at_line_start_ = text.back() == '\n';
 }
 
+void Text_writer::insert_verbatim(size_t position, const std::string& text)
+{
+    text_.insert(position < text_.size() ? position : text_.size(), text);
+}
+
 void Text_writer::unindent()
 {
     // A closing brace can come from the user's own text (an annotation string), so going below

@@ -30,6 +30,10 @@ public:
     // Closing braces met at depth 0 since the last clear; the depth stays at 0 for them.
     int32_t unbalanced_closings() const { return unbalanced_closings_; }
 
+    // Text put in at an earlier place (a byte offset of text()), as it is: for what is known to
+    // be needed only after the place was passed.
+    void insert_verbatim(size_t position, const std::string& text);
+
     const std::string& text() const { return text_; }
     std::string take_text();
     void clear();

@@ -52,8 +52,11 @@ bool Fx_code_generator::map_source_annotation(const St_node* call, std::vector<s
     for (const St_node* argument = first; argument; argument = argument->next_sibling)
         components.push_back(argument->kind == ST::NODE_STRING_CONSTANT ? std::string(argument->text_view())
                                                                           : expression_text(argument));
+    // An entry whose component the source does not give and whose map value is empty would
+    // print an empty initialiser: it is left out.
     for (const BACK12::Annotation_entry& entry : *list)
-        lines.push_back(entry.line(components));
+        if (!entry.printed_value(components).empty())
+            lines.push_back(entry.line(components));
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "back12/light_types.h"
 #include "gen_fx/mod_gen_fx.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/st_node.h"
@@ -41,6 +42,25 @@ const char* const fx_function_map[][2] = {
 // Source names that are words of the target.
 const char* const fx_identifier_map[][2] = {
     {"texture", "_texture"}, {"half", "_half"}, {"point", "_point"}, {"min", "_min"}, {"max", "_max"},
+};
+
+// Words that the effect dialects keep for themselves and that are names in the source: a
+// variable or member of that name takes a "_" before it.
+const char* const fx_reserved_words[] = {
+    "auto", "Buffer", "catch", "cbuffer", "centroid", "char", "class", "column_major", "const_cast", "delete",
+    "discard", "dword", "enum", "explicit", "extern", "friend", "goto", "groupshared", "inline", "InputPatch",
+    "line", "lineadj", "linear", "LineStream", "long", "matrix", "min16uint", "mutable", "namespace", "new",
+    "nointerpolation", "noperspective", "operator", "OutputPatch", "packoffset", "PointStream", "precise",
+    "private", "protected", "public", "reinterpret_cast", "row_major", "sampler", "SamplerState",
+    "SamplerComparisonState", "sampler1D", "sampler2D", "sampler3D", "samplerCUBE", "sampler_state", "shared",
+    "short", "signed", "sizeof", "snorm", "static", "static_cast", "string", "StructuredBuffer", "tbuffer",
+    "template", "Texture1D", "Texture2D", "Texture3D", "TextureCube", "throw", "triangle", "triangleadj",
+    "TriangleStream", "try", "typedef", "typename", "uniform", "union", "unorm", "unsigned", "using", "vector",
+    "virtual", "volatile", "float2", "float3", "float4", "int2", "int3", "int4", "bool2", "bool3", "bool4",
+    "float2x2", "float3x3", "float4x4", "half2", "half3", "half4", "uint", "uint2", "double", "pass",
+    "technique", "compile", "register", "stateblock", "asm", "decl", "pixelshader", "vertexshader",
+    "PixelShader", "VertexShader", "texture1D", "texture2D", "texture3D", "textureCUBE", "in", "out", "inout",
+    "struct", "void", "float", "int", "bool", "half", "texture", "point", "min", "max", "input", "output",
 };
 
 template <size_t N>
@@ -143,6 +163,45 @@ Fx_code_generator::Fx_code_generator(const BACK12::Generator_input& input, const
     annotations_.load(fx_.annotation_map.c_str());
     fill_tables();
     close_used_state();
+    collect_written_inputs();
+}
+
+// A component's parameters are members of its struct, which its methods may write. A sampler
+// cannot be copied: it stays as it is.
+void Fx_code_generator::collect_written_inputs()
+{
+    written_inputs_.clear();
+    if (!fx_.component)
+        written_inputs_ = BACK12::written_inputs(input_);
+    for (const Generator_variable& parameter : input_.parameters) {
+        const Type* type = unit_ ? unit_->type_at(parameter.type_index) : nullptr;
+        if (!type || type->is_texture())
+            written_inputs_.erase(parameter.name);
+    }
+}
+
+// The copies of written inputs, as variables of the program (not parameters).
+void Fx_code_generator::print_written_input_copies()
+{
+    for (const Generator_variable& parameter : input_.parameters) {
+        if (!written_inputs_.count(parameter.name))
+            continue;
+        const Type* type = unit_->type_at(parameter.type_index);
+        std::string suffix = array_suffix(parameter.identifier);
+        if (suffix.empty() && type && type->array_size() > 1)
+            suffix = "[" + std::to_string(type->array_size()) + "]";
+        out().print("static %s %s%s;\n", type_text(parameter.type_index).c_str(),
+                    written_input_name(parameter.name).c_str(), suffix.c_str());
+    }
+    if (!written_inputs_.empty())
+        out().write("\n");
+}
+
+void Fx_code_generator::print_written_input_reads()
+{
+    for (const Generator_variable& parameter : input_.parameters)
+        if (written_inputs_.count(parameter.name))
+            out().print("%s = %s;\n", written_input_name(parameter.name).c_str(), identifier(parameter.name).c_str());
 }
 
 Fx_code_generator::~Fx_code_generator() = default;
@@ -152,6 +211,11 @@ void Fx_code_generator::fill_tables()
     fill(type_map_, fx_type_map);
     fill(function_map_, fx_function_map);
     fill(identifier_map_, fx_identifier_map);
+    for (const char* word : fx_reserved_words)
+        identifier_map_.emplace(word, std::string("_") + word);
+    // light_type holds a light's kind as the macro's number, so the kind's word compares with it.
+    for (const char* word : {"light_point", "light_spot", "light_infinite", "light_planar"})
+        string_texts_.emplace(word, BACK12::light_type_macro(word));
     // An HLSL struct is built by a function of its own; CgFX calls the type. The structs of
     // the imports print with the unit's, so they have their constructors too.
     if (fx_.hlsl) {
@@ -310,6 +374,7 @@ void Fx_code_generator::print_program()
     if (!fx_.interfaces)
         print_state_struct();
     print_free_parameters();
+    print_written_input_copies();
     print_state_parameters();
     print_attachments();
     print_texture_transforms();
@@ -670,6 +735,7 @@ void Fx_code_generator::print_vertex_main()
 void Fx_code_generator::print_shader_methods()
 {
     out().write(TEXT::shader_functions_comment);
+    print_prototypes(std::vector<const St_node*>(input_.methods.begin(), input_.methods.end()));
     for (St_node* method : input_.methods)
         print_function(method);
 }
@@ -823,6 +889,7 @@ void Fx_code_generator::print_root_function()
         print_local_declaration(member.declaration);
         local_types_[member.name] = member.type_index;
     }
+    print_written_input_reads();
 
     in_root_ = true;
     if (body)

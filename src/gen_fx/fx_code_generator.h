@@ -119,12 +119,27 @@ protected:
     virtual void print_foreach(const St_node* node);
     // A chain of ifs, with the selector saved when it is not repeatable.
     virtual void print_switch(const St_node* node);
+    // The selector saved in an int.
+    virtual void print_switch_selector(const St_node* selector) { print_expression(selector); }
 
     // Declarations: functions, the types and reachable functions of a unit, variables.
     virtual void print_function(const St_node* function);
     void print_types(SYNTAX_TREE::Compilation_unit* unit);
     void print_unit_functions(SYNTAX_TREE::Compilation_unit* unit);
     virtual void print_local_declaration(const St_node* declaration);
+    // Prototypes of the definitions of a list that an earlier one of the list calls, since a
+    // call must follow a declaration in the target.
+    void print_prototypes(const std::vector<const St_node*>& definitions);
+    std::vector<const St_node*> reachable_definitions(const SYNTAX_TREE::Compilation_unit* unit) const;
+    // Inputs that the body writes: a copy of each stands in for it (a parameter is read-only
+    // in the targets). The copy's name, and its declarations and assignments.
+    std::set<std::string> written_inputs_;
+    virtual std::string written_input_name(const std::string& name) const { return "__input_" + name; }
+    void collect_written_inputs();
+    void print_written_input_copies();
+    void print_written_input_reads();
+    // Set while a definition prints as a prototype.
+    bool prototype_only_ = false;
     void print_struct(const St_node* declaration);
     virtual void print_enum(const St_node* declaration);
 

@@ -545,7 +545,10 @@ void Fx_code_generator::print_variable(const St_node* node)
             return;
         }
     }
-    out().write(identifier(node->text_view()));
+    if (written_inputs_.count(name))
+        out().write(written_input_name(name));
+    else
+        out().write(identifier(node->text_view()));
 }
 
 // State functions by number. Those the hardware cannot do print a neutral value.

@@ -1,5 +1,6 @@
 // The FX tree walk, statements and function declarations. Lists of statements iterate; only
 // nesting recurses, under the depth limit of the expression walk.
+#include <set>
 #include <vector>
 
 #include "gen_fx/fx_code_generator.h"
@@ -310,7 +311,7 @@ void Fx_code_generator::print_switch(const St_node* node)
         std::snprintf(name, sizeof name, switch_value_format(), switch_count_++);
         value = name;
         out().print("int %s = ", name);
-        print_expression(selector);
+        print_switch_selector(selector);
         out().write(";\n");
     }
 
@@ -376,6 +377,8 @@ void Fx_code_generator::print_function(const St_node* function)
     }
     if (!declaration)
         return;
+    if (prototype_only_)
+        body = nullptr;
     // The target provides a native function itself.
     if (!body && declaration->text_view() == "native")
         return;
@@ -409,8 +412,63 @@ void Fx_code_generator::print_function(const St_node* function)
     out().write("\n");
 }
 
+namespace {
+
+// The local names of the functions that a body calls, in a walk that keeps its own stack.
+void called_names(const St_node* body, std::set<std::string>& names)
+{
+    std::vector<const St_node*> pending{body};
+    while (!pending.empty()) {
+        const St_node* node = pending.back();
+        pending.pop_back();
+        if (!node)
+            continue;
+        if (node->kind == ST::NODE_FUNCTION_CALL_EXPRESSION && node->text) {
+            std::string name(node->text_view());
+            size_t scope = name.rfind("::");
+            names.insert(scope == std::string::npos ? name : name.substr(scope + 2));
+        }
+        for (const St_node* child = node->first_child; child; child = child->next_sibling)
+            pending.push_back(child);
+    }
+}
+
+}  // namespace
+
+void Fx_code_generator::print_prototypes(const std::vector<const St_node*>& definitions)
+{
+    std::set<std::string> defined;
+    std::set<std::string> early;
+    for (const St_node* definition : definitions) {
+        std::set<std::string> calls;
+        called_names(definition->find_child(ST::NODE_STATEMENT_BLOCK), calls);
+        std::string name(BACK12::function_definition_name(definition));
+        defined.insert(name);
+        for (const std::string& call : calls)
+            if (!defined.count(call))
+                early.insert(call);
+    }
+    prototype_only_ = true;
+    for (const St_node* definition : definitions)
+        if (early.count(std::string(BACK12::function_definition_name(definition))))
+            print_function(definition);
+    prototype_only_ = false;
+}
+
+// The reachable definitions of a unit, in order.
+std::vector<const St_node*> Fx_code_generator::reachable_definitions(const SYNTAX_TREE::Compilation_unit* unit) const
+{
+    std::vector<const St_node*> definitions;
+    const St_node* list = unit ? unit->tree() : nullptr;
+    for (const St_node* node = list ? list->first_child : nullptr; node; node = node->next_sibling)
+        if (node->kind == ST::NODE_FUNCTION_DEFINITION && input_.is_reachable(node))
+            definitions.push_back(node);
+    return definitions;
+}
+
 void Fx_code_generator::print_unit_functions(SYNTAX_TREE::Compilation_unit* unit)
 {
+    print_prototypes(reachable_definitions(unit));
     const St_node* list = unit ? unit->tree() : nullptr;
     for (const St_node* node = list ? list->first_child : nullptr; node; node = node->next_sibling) {
         switch (node->kind) {

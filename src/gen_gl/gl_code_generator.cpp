@@ -1,6 +1,7 @@
 // The GL generator: tables, the two texts and their sections that are not tree walks.
 #include "gen_gl/gl_code_generator.h"
 
+#include <cstring>
 #include <set>
 
 #include "gen_fx/fx_text.h"
@@ -49,6 +50,23 @@ const char* const gl_identifier_map[][2] = {
     {"max", "_max"},
 };
 
+// Words that GLSL keeps for itself (its keywords, types and reserved words, of this version and
+// later ones that a driver may already reserve): a member of that name takes a "_" before it.
+const char* const gl_reserved_words[] = {
+    "asm", "class", "union", "enum", "typedef", "template", "this", "packed", "goto", "switch", "default",
+    "inline", "noinline", "volatile", "public", "static", "extern", "external", "interface", "long", "short",
+    "double", "half", "fixed", "unsigned", "input", "output", "hvec2", "hvec3", "hvec4", "dvec2", "dvec3",
+    "dvec4", "fvec2", "fvec3", "fvec4", "sampler2DRect", "sampler3DRect", "sampler2DRectShadow", "sizeof",
+    "cast", "namespace", "using", "common", "partition", "active", "filter", "case", "attribute", "varying",
+    "uniform", "in", "out", "inout", "discard", "struct", "true", "false", "const", "if", "else", "for",
+    "while", "do", "break", "continue", "return", "void", "bool", "int", "float", "vec2", "vec3", "vec4",
+    "ivec2", "ivec3", "ivec4", "bvec2", "bvec3", "bvec4", "mat2", "mat3", "mat4", "sampler1D", "sampler2D",
+    "sampler3D", "samplerCube", "sampler1DShadow", "sampler2DShadow", "lowp", "mediump", "highp",
+    "precision", "invariant", "centroid", "flat", "smooth", "noperspective", "patch", "sample", "subroutine",
+    "layout", "uint", "uvec2", "uvec3", "uvec4", "superp", "resource", "buffer", "shared", "coherent",
+    "readonly", "writeonly", "restrict", "precise", "texture", "main",
+};
+
 template <size_t N>
 void fill(std::unordered_map<std::string, std::string>& map, const char* const (&pairs)[N][2])
 {
@@ -58,8 +76,8 @@ void fill(std::unordered_map<std::string, std::string>& map, const char* const (
 }
 
 // ORDER: indexed by state variable number, 19 to 63: the uniform of a non-varying state
-// variable, with the internal space folded onto camera space. Null: no uniform (origin, the
-// identities, and dof_focus, which has no name in this target).
+// variable, with the internal space folded onto camera space. Null: no uniform (origin and the
+// identities).
 const char* const state_uniforms[] = {
     "refracted_ior",     // 19
     "incident_ior",      // 20
@@ -79,7 +97,7 @@ const char* const state_uniforms[] = {
     "far_clip",          // 34
     "camera_offset",     // 35
     "dof_radius",        // 36
-    nullptr,             // 37 dof_focus
+    "dof_focus",         // 37
     "x_resolution",      // 38
     "y_resolution",      // 39
     "window_left",       // 40
@@ -112,7 +130,6 @@ constexpr int32_t LAST_UNIFORM = 63;
 
 constexpr int32_t STATE_REFRACTED_IOR = 19;
 constexpr int32_t STATE_INCIDENT_IOR = 20;
-constexpr int32_t STATE_DOF_FOCUS = 37;
 constexpr int32_t STATE_OBJECT_TO_RASTER = 55;
 constexpr int32_t STATE_LIGHT_POSITION = 64;
 constexpr int32_t STATE_LIGHT_DIRECTION = 65;
@@ -301,6 +318,20 @@ const char* const library_declarations =
     "mat4 transpose(mat4);\n"
     "\n";
 
+// A matrix in another held size: the first rows and columns, zeros where the smaller lacks them.
+const char* const resize_functions =
+    R"(mat2 vorn_mat2(mat3 m) { return mat2(m[0].xy, m[1].xy); }
+mat2 vorn_mat2(mat4 m) { return mat2(m[0].xy, m[1].xy); }
+mat3 vorn_mat3(mat2 m) { return mat3(vec3(m[0], 0.0), vec3(m[1], 0.0), vec3(0.0)); }
+mat3 vorn_mat3(mat4 m) { return mat3(m[0].xyz, m[1].xyz, m[2].xyz); }
+mat4 vorn_mat4(mat2 m) { return mat4(vec4(m[0], 0.0, 0.0), vec4(m[1], 0.0, 0.0), vec4(0.0), vec4(0.0)); }
+mat4 vorn_mat4(mat3 m) { return mat4(vec4(m[0], 0.0), vec4(m[1], 0.0), vec4(m[2], 0.0), vec4(0.0)); }
+
+)";
+
+// Gradient lookups are not in GLSL 1.10 itself.
+const char* const gradient_extension = "#extension GL_ARB_shader_texture_lod : require\n";
+
 const char* const free_parameters_comment =
     R"(//
 // The following are free parameters of the shader
@@ -402,6 +433,7 @@ Gl_code_generator::Gl_code_generator(const BACK12::Generator_input& input, const
     fill_gl_tables();
     close_gl_used_state();
     collect_functions();
+    collect_written_inputs();
 }
 
 Gl_code_generator::~Gl_code_generator() = default;
@@ -411,6 +443,8 @@ void Gl_code_generator::fill_gl_tables()
     fill(type_map_, gl_type_map);
     fill(function_map_, gl_function_map);
     fill(identifier_map_, gl_identifier_map);
+    for (const char* word : gl_reserved_words)
+        identifier_map_.emplace(word, std::string("_") + word);
     constructor_map_.clear();
     for (int32_t index = 0; index < ST::STATE_VARIABLE_COUNT; ++index) {
         const char* access = state_access_texts[index];
@@ -509,10 +543,6 @@ std::string Gl_code_generator::state_variable_text(int32_t index) const
         log_error(LOG_UNKNOWN_STATE, "Unknown state variable %d", index);
         return std::string();
     }
-    if (index == STATE_DOF_FOCUS) {
-        log_error(LOG_UNMAPPED_STATE, "Unmapped state variable %d", index);
-        return std::string();
-    }
     return state_texts_[index];
 }
 
@@ -552,6 +582,8 @@ void Gl_code_generator::generate_fragment()
     print_light_constants();
     print_depth_peeling();
     print_library_declarations();
+    support_position_ = get_text() ? std::strlen(get_text()) : 0;
+    needs_resize_ = needs_gradients_ = false;
     print_imports();
     print_types(unit_);
     print_unit_declarations(unit_);
@@ -561,6 +593,16 @@ void Gl_code_generator::generate_fragment()
     print_root_function();
     if (!is_light())
         print_fragment_main();
+    print_support();
+}
+
+// What the text turned out to need: inserted later places first, so earlier offsets hold.
+void Gl_code_generator::print_support()
+{
+    if (needs_resize_)
+        out().insert_verbatim(support_position_, resize_functions);
+    if (needs_gradients_)
+        out().insert_verbatim(0, gradient_extension);
 }
 
 void Gl_code_generator::print_banner()
@@ -648,6 +690,7 @@ void Gl_code_generator::print_imports()
 // Reachable functions and the file-level variables of a unit, each with an empty line behind.
 void Gl_code_generator::print_unit_declarations(Compilation_unit* unit)
 {
+    print_prototypes(reachable_definitions(unit));
     const St_node* list = unit ? unit->tree() : nullptr;
     for (const St_node* node = list ? list->first_child : nullptr; node; node = node->next_sibling) {
         switch (node->kind) {
@@ -686,6 +729,33 @@ void Gl_code_generator::print_uniforms()
     }
     out().write("uniform float flip_normal;\n");
     print_state_uniforms();
+    print_gl_written_input_copies();
+}
+
+// Written inputs: a variable of the program beside each uniform, filled at the start of the root.
+void Gl_code_generator::print_gl_written_input_copies()
+{
+    for (const Generator_variable& parameter : input_.parameters)
+        if (written_inputs_.count(parameter.name))
+            out().print("%s %s%s;\n", type_text(parameter.type_index).c_str(),
+                        written_input_name(parameter.name).c_str(), array_suffix(parameter.identifier).c_str());
+}
+
+// GLSL 1.10 assigns no arrays whole: element by element.
+void Gl_code_generator::print_gl_written_input_reads()
+{
+    for (const Generator_variable& parameter : input_.parameters) {
+        if (!written_inputs_.count(parameter.name))
+            continue;
+        std::string copy = written_input_name(parameter.name);
+        std::string uniform = variable_name(parameter.name);
+        std::string suffix = array_suffix(parameter.identifier);
+        if (suffix.empty())
+            out().print("%s = %s;\n", copy.c_str(), uniform.c_str());
+        else
+            out().print("for (int i = 0; i < %s; ++i) %s[i] = %s[i];\n",
+                        suffix.substr(1, suffix.size() - 2).c_str(), copy.c_str(), uniform.c_str());
+    }
 }
 
 // The FX rule for which non-varying state is declared, without the two-sided and screen-space
@@ -732,6 +802,11 @@ void Gl_code_generator::print_state_uniforms()
 void Gl_code_generator::print_shader_methods()
 {
     out().write(shader_functions_comment);
+    std::vector<const St_node*> methods;
+    for (const St_node* method : input_.methods)
+        if (method)
+            methods.push_back(method);
+    print_prototypes(methods);
     for (St_node* method : input_.methods)
         if (method)
             print_function(method);
@@ -770,6 +845,8 @@ void Gl_code_generator::print_root_function()
     }
     for (const Generator_variable& member : input_.members)
         print_local_declaration(member.declaration);
+    print_global_array_values();
+    print_gl_written_input_reads();
 
     return_type_ = ST::TYPE_COLOR;
     if (body)
@@ -788,6 +865,8 @@ void Gl_code_generator::print_root_function()
     out().write("}\n\n");
 }
 
+// The result as the fragment's colour, converted as the FX text converts it: a number spreads
+// over the four channels, a boolean is white or black.
 void Gl_code_generator::print_return(const Generator_variable& result)
 {
     const Type* type = unit_->type_at(result.type_index);
@@ -796,7 +875,7 @@ void Gl_code_generator::print_return(const Generator_variable& result)
         name += "[0]";
     const char* r = name.c_str();
     if (type && type->is_matrix()) {
-        out().print("return %s[0][0];\n", r);
+        out().print("return vec4(%s[0][0]);\n", r);
         return;
     }
     if (type && (type->is_struct() || type->code() == ST::TYPE_STRING)) {
@@ -804,12 +883,35 @@ void Gl_code_generator::print_return(const Generator_variable& result)
         return;
     }
     uint8_t code = type ? type->code() : uint8_t(ST::TYPE_ILLEGAL);
-    if (code == ST::TYPE_VECTOR2 || code == ST::TYPE_VECTOR2I)
+    switch (code) {
+    case ST::TYPE_BOOLEAN:
+        out().print("return %s ? vec4(1.0) : vec4(0.0);\n", r);
+        return;
+    case ST::TYPE_VECTOR2:
+    case ST::TYPE_VECTOR2I:
         out().print("return vec4(%s.x,%s.y,0.0,1.0);\n", r, r);
-    else if (code == ST::TYPE_VECTOR3 || code == ST::TYPE_VECTOR3I)
+        return;
+    case ST::TYPE_VECTOR3:
+    case ST::TYPE_VECTOR3I:
         out().print("return vec4(%s.x,%s.y,%s.z,1.0);\n", r, r, r);
-    else
+        return;
+    case ST::TYPE_VECTOR2B:
+        out().print("return vec4(%s.x?1.0:0.0, %s.y?1.0:0.0, 0.0, 0.0);\n", r, r);
+        return;
+    case ST::TYPE_VECTOR3B:
+        out().print("return vec4(%s.x?1.0:0.0, %s.y?1.0:0.0, %s.z?1.0:0.0, 0.0);\n", r, r, r);
+        return;
+    case ST::TYPE_VECTOR4B:
+        out().print("return vec4(%s.x?1.0:0.0, %s.y?1.0:0.0, %s.z?1.0:0.0, %s.w?1.0:0.0);\n", r, r, r, r);
+        return;
+    case ST::TYPE_COLOR:
+    case ST::TYPE_VECTOR4:
         out().print("return %s;\n", r);
+        return;
+    default:
+        out().print("return vec4(%s);\n", r);
+        return;
+    }
 }
 
 // The light's result: the tabs are those of the root's body.

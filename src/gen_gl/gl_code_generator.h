@@ -99,6 +99,7 @@ protected:
     void print_function(const St_node* function) override;
     void print_local_declaration(const St_node* declaration) override;
     void print_condition(const St_node* condition) override;
+    void print_switch_selector(const St_node* selector) override;
     void print_enum(const St_node* declaration) override;
     std::string array_suffix(const St_node* node) const override;
 
@@ -127,9 +128,16 @@ private:
     void print_light_result(const BACK12::Generator_variable& result);
     void print_return(const BACK12::Generator_variable& result);
     void print_fragment_main();
+    void print_support();
 
     // Names
     std::string variable_name(std::string_view name) const;
+    std::string function_name_of(std::string_view name) const;
+    std::string written_input_name(const std::string& name) const override { return "local_" + name; }
+    void print_gl_written_input_copies();
+    void print_gl_written_input_reads();
+    void print_global_array_values();
+    void print_array_values(const std::string& name, const St_node* values, const Gl_value_type& element);
     std::string state_uniform_name(int32_t index) const;
 
     // Expressions
@@ -139,6 +147,13 @@ private:
     void print_mixed_binary(const St_node* node, const char* op, int32_t level);
     void print_comparison(const St_node* node);
     void print_product(const St_node* node);
+    void print_product_of(const St_node* left, const St_node* right, int32_t level);
+    void print_matrix_vector(const St_node* matrix, const Gl_value_type& shape, const St_node* vector,
+                             bool matrix_first, int32_t level);
+    void print_matrix_product(const St_node* left, const Gl_value_type& a, const St_node* right,
+                              const Gl_value_type& b, int32_t level);
+    void print_resized(const St_node* matrix, uint32_t size, int32_t level);
+    void print_padded(const St_node* vector, uint32_t size, int32_t level);
     bool is_per_row(const St_node* node) const;
     void print_per_row(const St_node* node);
     void print_row(const St_node* node, uint32_t row, int32_t level);
@@ -179,6 +194,12 @@ private:
     int32_t row_repeat_ = 0;
     static constexpr int32_t MAX_ROW_REPEAT = 3;
     bool gl_depth_reported_ = false;
+    // Support that the fragment text needs only when something uses it, put in at its place
+    // once the whole text is known: the functions that change a matrix's held size, and the
+    // extension of gradient lookups.
+    size_t support_position_ = 0;
+    bool needs_resize_ = false;
+    bool needs_gradients_ = false;
 };
 
 }  // namespace GEN_GL

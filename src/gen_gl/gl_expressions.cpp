@@ -328,6 +328,17 @@ Gl_value_type Gl_code_generator::printed_type(const St_node* node) const
             return K::make(K::BOOL, 1);
         return semantic_type(node);
     }
+    case ST::NODE_ADDITIVE_EXPRESSION:
+    case ST::NODE_MULTIPLICATIVE_EXPRESSION:
+    case ST::NODE_UNARY_EXPRESSION: {
+        // An Int operation with an operand that prints as a float is done in floats.
+        Gl_value_type type = semantic_type(node);
+        const St_node* first = node->first_child;
+        const St_node* second = first ? first->next_sibling : nullptr;
+        if (type.kind == K::INT && (printed_type(first).kind == K::FLOAT || printed_type(second).kind == K::FLOAT))
+            type.kind = K::FLOAT;
+        return type;
+    }
     case ST::NODE_FUNCTION_CALL_EXPRESSION: {
         std::string name = local_name(node->text_view());
         Gl_value_type type = semantic_type(node);
@@ -360,6 +371,13 @@ std::string Gl_code_generator::variable_name(std::string_view name) const
 {
     if (const char* macro = BACK12::light_type_macro(name))
         return macro;
+    return "ovl_" + std::string(name);
+}
+
+// A function of the source carries the prefix of variables too: one named like a built-in of
+// GLSL would hide the built-in that the text itself calls.
+std::string Gl_code_generator::function_name_of(std::string_view name) const
+{
     return "ovl_" + std::string(name);
 }
 
@@ -574,22 +592,110 @@ void Gl_code_generator::print_comparison(const St_node* node)
     out().write(")");
 }
 
-// A product with the identity is the other factor; any other is " * ", in the order written.
+// A product with the identity is the other factor.
 void Gl_code_generator::print_product(const St_node* node)
 {
     const St_node* left = node->first_child;
-    const St_node* right = left ? left->next_sibling : nullptr;
+    print_product_of(left, left ? left->next_sibling : nullptr, LEVEL_MULTIPLICATIVE);
+}
+
+// A source matrix is held with its row i in column i of the GLSL matrix, that is transposed:
+// so products print with their operands swapped, M * v as v * M, v * M as M * v and A * B as
+// B * A, which gives the source's result in the same held form.
+void Gl_code_generator::print_product_of(const St_node* left, const St_node* right, int32_t level)
+{
     if (is_identity_transform(left)) {
-        print_operand(right, LEVEL_MULTIPLICATIVE);
+        print_operand(right, level);
         return;
     }
     if (is_identity_transform(right)) {
-        print_operand(left, LEVEL_MULTIPLICATIVE);
+        print_operand(left, level);
         return;
     }
-    print_as_float(left, LEVEL_MULTIPLICATIVE);
+    Gl_value_type a = semantic_type(left);
+    Gl_value_type b = semantic_type(right);
+    bool left_matrix = a.kind == Gl_value_type::MATRIX;
+    bool right_matrix = b.kind == Gl_value_type::MATRIX;
+    if (left_matrix && right_matrix) {
+        print_matrix_product(left, a, right, b, level);
+    } else if (left_matrix && b.vector()) {
+        print_matrix_vector(left, a, right, true, level);
+    } else if (right_matrix && a.vector()) {
+        print_matrix_vector(right, b, left, false, level);
+    } else {
+        print_as_float(left, level);
+        out().write(" * ");
+        print_as_float(right, level + 1);
+    }
+}
+
+// M (R x C) * v gives R components, v * M gives C. A shape that GLSL lacks is held in a square
+// matrix padded with zeros: the vector is padded to the held size and the result cut to its own.
+void Gl_code_generator::print_matrix_vector(const St_node* matrix, const Gl_value_type& shape, const St_node* vector,
+                                            bool matrix_first, int32_t level)
+{
+    uint32_t size = held_size(shape);
+    uint32_t result = matrix_first ? shape.rows : shape.columns;
+    bool cut = result < size;
+    if (cut)
+        out().write("(");
+    int32_t inner = std::max(level, int32_t(LEVEL_MULTIPLICATIVE));
+    if (matrix_first) {
+        print_padded(vector, size, inner);
+        out().write(" * ");
+        print_operand(matrix, inner + 1);
+    } else {
+        print_operand(matrix, inner);
+        out().write(" * ");
+        print_padded(vector, size, inner + 1);
+    }
+    if (cut)
+        out().print(").%.*s", int(result), "xyzw");
+}
+
+// (R x K) * (K x C): both factors in the larger held size, the result in its own.
+void Gl_code_generator::print_matrix_product(const St_node* left, const Gl_value_type& a, const St_node* right,
+                                             const Gl_value_type& b, int32_t level)
+{
+    uint32_t size = std::max(held_size(a), held_size(b));
+    uint32_t own = std::max(a.rows, b.columns);
+    bool resize = own != size;
+    if (resize) {
+        needs_resize_ = true;
+        out().print("vorn_mat%u(", own);
+    }
+    int32_t inner = std::max(level, int32_t(LEVEL_MULTIPLICATIVE));
+    print_resized(right, size, inner);
     out().write(" * ");
-    print_as_float(right, LEVEL_MULTIPLICATIVE + 1);
+    print_resized(left, size, inner + 1);
+    if (resize)
+        out().write(")");
+}
+
+void Gl_code_generator::print_resized(const St_node* matrix, uint32_t size, int32_t level)
+{
+    if (held_size(semantic_type(matrix)) == size) {
+        print_operand(matrix, level);
+        return;
+    }
+    needs_resize_ = true;
+    out().print("vorn_mat%u(", size);
+    print_expression(matrix);
+    out().write(")");
+}
+
+void Gl_code_generator::print_padded(const St_node* vector, uint32_t size, int32_t level)
+{
+    Gl_value_type type = printed_type(vector);
+    if (!type.vector() || type.width >= size) {
+        print_as_float(vector, level);
+        return;
+    }
+    out().print("vec%u(", size);
+    print_as_float(vector, LEVEL_ASSIGNMENT);
+    for (uint32_t n = type.width; n < size; ++n)
+        out().write(", 0.0");
+    out().write(")");
 }
 
 // An operation done row by row: additions of a shape that GLSL lacks, its scaling by a number
@@ -688,10 +794,18 @@ void Gl_code_generator::print_assignment(const St_node* node)
     const St_node* target = node->first_child;
     const St_node* value = target ? target->next_sibling : nullptr;
     std::string_view op = node->text ? node->text_view() : std::string_view("=");
+    // GLSL's *= multiplies in its own order, which is the transposed one here.
+    if (op == "*=" && semantic_type(value).kind == Gl_value_type::MATRIX) {
+        print_operand(target, LEVEL_CONDITIONAL);
+        out().write(" = ");
+        print_product_of(target, value, LEVEL_MULTIPLICATIVE);
+        note_assignment(node);
+        return;
+    }
     print_operand(target, LEVEL_CONDITIONAL);
     out().print(" %.*s ", int(op.size()), op.data());
     Gl_value_type type = printed_type(target);
-    if (op == "=")
+    if (op == "=" || type.kind == Gl_value_type::INT)
         print_as(value, type, LEVEL_ASSIGNMENT);
     else if (is_float_based(type))
         print_as_float(value, LEVEL_ASSIGNMENT);
@@ -808,7 +922,10 @@ void Gl_code_generator::print_variable(const St_node* node)
             return;
         }
     }
-    out().write(variable_name(name));
+    if (written_inputs_.count(name))
+        out().write(written_input_name(name));
+    else
+        out().write(variable_name(name));
 }
 
 void Gl_code_generator::print_call(const St_node* node)
@@ -859,7 +976,7 @@ void Gl_code_generator::print_unit_call(const St_node*, const std::string& name,
     const St_node* declaration = find_unit_function(name, arguments);
     const St_node* parameters = declaration ? declaration->find_child(ST::NODE_FUNCTION_PARAMETER_LIST) : nullptr;
     const St_node* parameter = parameters ? parameters->first_child : nullptr;
-    out().print("%s(state", name.c_str());
+    out().print("%s(state", function_name_of(name).c_str());
     for (const St_node* argument = arguments ? arguments->first_child : nullptr; argument;
          argument = argument->next_sibling) {
         out().write(", ");
@@ -891,7 +1008,13 @@ void Gl_code_generator::print_builtin_call(const std::string& name, const St_nod
         if (type.vector() && type.kind != Gl_value_type::BOOL)
             width = std::max(width, type.width);
     }
-    out().print("%s(", function_name(name).c_str());
+    std::string target = function_name(name);
+    // A lookup with derivatives is the gradient form of the extension that has it.
+    if (BACK12::argument_count(arguments) == 4 && one_of(name, {"tex1D", "tex2D", "tex3D", "texCUBE"})) {
+        target += "GradARB";
+        needs_gradients_ = true;
+    }
+    out().print("%s(", target.c_str());
     int32_t position = 0;
     for (const St_node* argument = arguments ? arguments->first_child : nullptr; argument;
          argument = argument->next_sibling, ++position) {
@@ -1018,29 +1141,37 @@ void Gl_code_generator::print_matrix_constructor(const Gl_value_type& type, cons
     out().write(")");
 }
 
-// A matrix from one value. GLSL 1.10 makes no matrix from a matrix: one of the same held size
-// is itself, a larger one gives the first components of its first columns; a number makes the
-// diagonal.
+// A matrix from one value. GLSL 1.10 makes no matrix from a matrix: another held size goes
+// through the resize functions. A number makes the diagonal of the square part. A shape that GLSL
+// lacks keeps zeros outside its rows and columns, which its products rely on.
 void Gl_code_generator::print_matrix_from(const Gl_value_type& type, const St_node* value)
 {
     uint32_t size = held_size(type);
     Gl_value_type source = printed_type(value);
-    if (source.kind == Gl_value_type::MATRIX && held_size(source) == size) {
-        print_operand(value, LEVEL_PRIMARY);
-        return;
-    }
-    out().print("mat%u(", size);
-    if (source.kind == Gl_value_type::MATRIX && held_size(source) > size) {
-        for (uint32_t column = 0; column < size; ++column) {
-            if (column)
-                out().write(", ");
-            print_operand(value, LEVEL_POSTFIX);
-            out().print("[%u].%.*s", column, int(size), "xyzw");
-        }
+    bool from_matrix = source.kind == Gl_value_type::MATRIX;
+    bool clear = is_non_square(type) && from_matrix && (source.rows != type.rows || source.columns != type.columns);
+    if (clear)
+        out().write("matrixCompMult(");
+    if (from_matrix) {
+        print_resized(value, size, LEVEL_PRIMARY);
+    } else if (is_non_square(type)) {
+        needs_resize_ = true;
+        out().print("vorn_mat%u(mat%u(", size, std::min(type.rows, type.columns));
+        print_as_float(value, LEVEL_ASSIGNMENT);
+        out().write("))");
     } else {
+        out().print("mat%u(", size);
         print_expression(value);
+        out().write(")");
     }
-    out().write(")");
+    if (!clear)
+        return;
+    // Ones where the shape has values, column by column (a column holds a row of the source).
+    out().print(", mat%u(", size);
+    for (uint32_t column = 0; column < size; ++column)
+        for (uint32_t row = 0; row < size; ++row)
+            out().print("%s%s", column + row ? ", " : "", column < type.rows && row < type.columns ? "1.0" : "0.0");
+    out().write("))");
 }
 
 // State functions: as the FX walk, except where GLSL has its own texts.
@@ -1114,6 +1245,11 @@ void Gl_code_generator::print_statement(const St_node* node)
     Fx_code_generator::print_statement(node);
 }
 
+void Gl_code_generator::print_switch_selector(const St_node* selector)
+{
+    print_as(selector, Gl_value_type::make(Gl_value_type::INT, 1), LEVEL_ASSIGNMENT);
+}
+
 // An if or while condition is a Bool; a number there is compared with zero.
 void Gl_code_generator::print_condition(const St_node* condition)
 {
@@ -1151,9 +1287,11 @@ void Gl_code_generator::print_function(const St_node* function)
     }
     if (!declaration)
         return;
+    if (prototype_only_)
+        body = nullptr;
     if (!body && declaration->text_view() == "native")
         return;
-    std::string name(BACK12::function_definition_name(function));
+    std::string name = function_name_of(BACK12::function_definition_name(function));
     out().print("%s %s(State state", specifier_text(declaration->first_child).c_str(), name.c_str());
     const St_node* parameters = declaration->find_child(ST::NODE_FUNCTION_PARAMETER_LIST);
     for (const St_node* parameter = parameters ? parameters->first_child : nullptr; parameter;
@@ -1223,13 +1361,40 @@ void Gl_code_generator::print_declared_value(const std::string& type, const std:
         return;
     }
     out().write(";\n");
-    if (global_scope_)
-        return;
+    if (!global_scope_)
+        print_array_values(name, value, element);
+}
+
+void Gl_code_generator::print_array_values(const std::string& name, const St_node* values, const Gl_value_type& element)
+{
     int32_t index = 0;
-    for (const St_node* part = value->first_child; part; part = part->next_sibling, ++index) {
+    for (const St_node* part = values->first_child; part; part = part->next_sibling, ++index) {
         out().print("%s[%d] = ", name.c_str(), index);
         print_as(part, element, LEVEL_ASSIGNMENT);
         out().write(";\n");
+    }
+}
+
+// A file-level array with values: GLSL 1.10 has no array initialisers, so the root function,
+// through which everything runs, gives them first.
+void Gl_code_generator::print_global_array_values()
+{
+    for (const SYNTAX_TREE::Compilation_unit* unit : input_.units) {
+        const St_node* list = unit ? unit->tree() : nullptr;
+        for (const St_node* node = list ? list->first_child : nullptr; node; node = node->next_sibling) {
+            if (node->kind != ST::NODE_VARIABLE_DECLARATION)
+                continue;
+            const St_node* names = node->find_child(ST::NODE_INIT_IDENTIFIER_LIST);
+            for (const St_node* item = names ? names->first_child : nullptr; item; item = item->next_sibling) {
+                const St_node* value = item->kind == ST::NODE_INIT_IDENTIFIER ? initializer_of(item) : nullptr;
+                if (!value || value->kind != ST::NODE_ARRAY_INITIALIZER)
+                    continue;
+                const Type* declared = unit->type_at(item->type_index);
+                Gl_value_type element = declared ? Gl_value_type::of_code(declared->code())
+                                                 : declared_value_type(declared_type(node));
+                print_array_values(variable_name(item->text_view()), value, element);
+            }
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -144,4 +145,131 @@ TEST(Generated_render, companion_functions_reach_the_generated_text)
     Render_result result = checked_render(request);
     ASSERT_TRUE(result.ok());
     EXPECT_TRUE(near(result.image.at(4, 4), Rgba{255, 255, 0, 255}, 2)) << to_string(result.image.at(4, 4));
+}
+
+// What the source means, drawn: each colour below is worked out by hand from the source.
+
+namespace {
+
+// The colour of the middle pixel of a program whose result does not vary over the quad.
+Rgba drawn_colour(const std::string& source, const std::map<std::string, float>& floats = {})
+{
+    Render_request request = generated_request(source);
+    for (const auto& value : floats)
+        request.set_float(value.first, value.second);
+    Render_result result = checked_render(request);
+    return result.ok() ? result.image.at(8, 8) : Rgba{};
+}
+
+std::string colour_shader(const std::string& body, const std::string& inputs = "")
+{
+    return "shader Meaning { input: " + inputs + " output: Color result;\nvoid main() {\n" + body + "\n} };";
+}
+
+}  // namespace
+
+TEST(Generated_meaning, matrices_are_given_by_rows_in_every_product)
+{
+    // M = (1 1 / 0 1): M * (0,1) = (1,1) and (0,1) * M = (0,1).
+    EXPECT_TRUE(near(drawn_colour(colour_shader(
+                         "Vector2 v = Matrix2x2(1, 1, 0, 1) * Vector2(0, 1); result = Color(v, 0, 1);")),
+                     Rgba{255, 255, 0, 255}, 1));
+    EXPECT_TRUE(near(drawn_colour(colour_shader(
+                         "Vector2 v = Vector2(0, 1) * Matrix2x2(1, 1, 0, 1); result = Color(v, 0, 1);")),
+                     Rgba{0, 255, 0, 255}, 1));
+    // (1 2 / 3 4) * (0 1 / 1 0) = (2 1 / 4 3).
+    EXPECT_TRUE(near(drawn_colour(colour_shader(
+                         "Matrix2x2 m = Matrix2x2(1, 2, 3, 4) * Matrix2x2(0, 1, 1, 0);\n"
+                         "result = Color(m[0] * 0.25, m[1] * 0.125);")),
+                     Rgba{128, 64, 128, 96}, 1));
+    // v *= M is v * M.
+    EXPECT_TRUE(near(drawn_colour(colour_shader(
+                         "Vector2 v = Vector2(0, 1); v *= Matrix2x2(1, 1, 0, 1); result = Color(v, 0, 1);")),
+                     Rgba{0, 255, 0, 255}, 1));
+}
+
+TEST(Generated_meaning, shapes_that_glsl_lacks_multiply_by_their_rows)
+{
+    // (1 0 0 / 0 0 1) * (0.25, 0.5, 0.75) = (0.25, 0.75).
+    EXPECT_TRUE(near(drawn_colour(colour_shader(
+                         "Vector2 v = Matrix2x3(1, 0, 0, 0, 0, 1) * Vector3(0.25, 0.5, 0.75); result = Color(v, 0, 1);")),
+                     Rgba{64, 191, 0, 255}, 1));
+    // (1 0 / 0 1 / 1 1) * (0.25, 0.5) = (0.25, 0.5, 0.75).
+    EXPECT_TRUE(near(drawn_colour(colour_shader(
+                         "Vector3 v = Matrix3x2(1, 0, 0, 1, 1, 1) * Vector2(0.25, 0.5); result = Color(v, 1);")),
+                     Rgba{64, 128, 191, 255}, 1));
+    // (0.5, 0.25) * (1 0 1 / 0 1 1) = (0.5, 0.25, 0.75).
+    EXPECT_TRUE(near(drawn_colour(colour_shader(
+                         "Vector3 v = Vector2(0.5, 0.25) * Matrix2x3(1, 0, 1, 0, 1, 1); result = Color(v, 1);")),
+                     Rgba{128, 64, 191, 255}, 1));
+    // (1 0 0 / 0 0 1) * (1 0 / 0 1 / 1 1) = (1 0 / 1 1); the other order gives
+    // (1 0 0 / 0 0 1 / 1 0 1).
+    EXPECT_TRUE(near(drawn_colour(colour_shader(
+                         "Matrix2x2 m = Matrix2x3(1, 0, 0, 0, 0, 1) * Matrix3x2(1, 0, 0, 1, 1, 1);\n"
+                         "result = Color(m[0], m[1].y * 0.5, 1);")),
+                     Rgba{255, 0, 128, 255}, 1));
+    EXPECT_TRUE(near(drawn_colour(colour_shader(
+                         "Matrix3x3 m = Matrix3x2(1, 0, 0, 1, 1, 1) * Matrix2x3(1, 0, 0, 0, 0, 1);\n"
+                         "result = Color(m[2], m[1].z * 0.5);")),
+                     Rgba{255, 0, 255, 128}, 1));
+}
+
+TEST(Generated_meaning, file_level_array_values_are_kept)
+{
+    EXPECT_TRUE(near(drawn_colour("Scalar w[2] = {0.25, 0.75};\n" +
+                                  colour_shader("result = Color(w[0], w[1], 0, 1);")),
+                     Rgba{64, 191, 0, 255}, 1));
+}
+
+TEST(Generated_meaning, helpers_named_like_builtins_and_written_inputs)
+{
+    // The generator's own mix (for lerp) beside a helper called mix.
+    EXPECT_TRUE(near(drawn_colour("Scalar mix(Scalar a, Scalar b) { return a * b; }\n" +
+                                  colour_shader("result = Color(mix(0.5, 0.5), lerp(0.0, 1.0, 0.5), 0, 1);")),
+                     Rgba{64, 128, 0, 255}, 1));
+    // An input written by the body: the uniform holds 0.25, the body doubles it.
+    EXPECT_TRUE(near(drawn_colour(colour_shader("gain = gain * 2.0; result = Color(gain, 0, 0, 1);",
+                                                "Scalar gain = 0.25;"),
+                                  {{"ovl_gain", 0.25f}}),
+                     Rgba{128, 0, 0, 255}, 1));
+}
+
+TEST(Generated_meaning, reserved_names_helper_order_and_written_inputs_together)
+{
+    // layer.half = mix(0.1, 0.2) = 0 * 0.2 + 0.5 * (0.1 + 0.1) = 0.1; filter = 0.3 + 0.4;
+    // sampler + string = 0.5 + 0.25 + 0.25; shade adds 0.1 to rim_power (1.0) and halves it,
+    // so alpha is 0.55 + 2.2, cut to 1.
+    Render_request request = generated_request(read_text(std::string(VORN_TEST_DATA_DIR) + "/gen/clashes.ovl"));
+    request.set_float("ovl_rim_power", 1.0f);
+    request.set_float("ovl_matrix", 0.5f);
+    Render_result result = checked_render(request);
+    ASSERT_TRUE(result.ok());
+    EXPECT_TRUE(near(result.image.at(8, 8), Rgba{26, 179, 255, 255}, 1)) << to_string(result.image.at(8, 8));
+}
+
+TEST(Generated_meaning, results_of_every_kind_become_the_colour)
+{
+    auto result_of = [](const std::string& type, const std::string& value) {
+        return drawn_colour("shader R { output: " + type + " r; void main() { r = " + value + "; } };");
+    };
+    EXPECT_TRUE(near(result_of("Bool", "true"), Rgba{255, 255, 255, 255}, 1));
+    EXPECT_TRUE(near(result_of("Scalar", "0.5"), Rgba{128, 128, 128, 128}, 1));
+    EXPECT_TRUE(near(result_of("Int", "1"), Rgba{255, 255, 255, 255}, 1));
+    EXPECT_TRUE(near(result_of("Matrix3x3", "Matrix3x3(0.25, 1, 1, 1, 1, 1, 1, 1, 1)"), Rgba{64, 64, 64, 64}, 1));
+    EXPECT_TRUE(near(result_of("Vector2b", "Vector2b(true, false)"), Rgba{255, 0, 0, 0}, 1));
+    EXPECT_TRUE(near(result_of("Vector4i", "Vector4i(1, 0, 1, 1)"), Rgba{255, 0, 255, 255}, 1));
+}
+
+TEST(Generated_meaning, lookups_with_derivatives_read_the_texture)
+{
+    Render_request request = generated_request(
+        "shader T { input: Texture2d map; output: Color result;\n"
+        "void main() { Vector2 uv = Vector2(0.5, 0.5); result = tex2D(map, uv, ddx(uv), ddy(uv)); } };");
+    vorn_render::Image texel;
+    texel.width = texel.height = 1;
+    texel.rgba = {64, 128, 191, 255};
+    request.set_texture("ovl_map", 0, texel);
+    Render_result result = checked_render(request);
+    ASSERT_TRUE(result.ok());
+    EXPECT_TRUE(near(result.image.at(8, 8), Rgba{64, 128, 191, 255}, 1)) << to_string(result.image.at(8, 8));
 }

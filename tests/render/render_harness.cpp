@@ -685,7 +685,92 @@ Render_result render_in_child(const Render_request& request)
     return result;
 }
 
+// The child of render_all sends each result as its encoded length and then the encoding.
+std::vector<Render_result> render_all_in_child(const std::vector<Render_request>& requests, int timeout_seconds)
+{
+    std::vector<Render_result> results;
+    int fds[2];
+    if (::pipe(fds) != 0) {
+        results.assign(requests.size(), fail(Render_failure::context, "pipe failed"));
+        return results;
+    }
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    if (child < 0) {
+        ::close(fds[0]);
+        ::close(fds[1]);
+        results.assign(requests.size(), fail(Render_failure::context, "fork failed"));
+        return results;
+    }
+    if (child == 0) {
+        ::close(fds[0]);
+        bool sent = true;
+        for (const Render_request& request : requests) {
+            std::string one = encode(render_here(request));
+            std::string framed;
+            put_u32(framed, static_cast<std::uint32_t>(one.size()));
+            sent = sent && write_all(fds[1], framed + one);
+        }
+        ::close(fds[1]);
+        ::_exit(sent ? 0 : 3);
+    }
+    ::close(fds[1]);
+    std::string data;
+    bool timed_out = false;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeout_seconds);
+    char buffer[65536];
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            timed_out = true;
+            break;
+        }
+        pollfd p{fds[0], POLLIN, 0};
+        const int ready = ::poll(&p, 1, static_cast<int>(left.count()));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready <= 0) {
+            timed_out = ready == 0;
+            break;
+        }
+        const ssize_t n = ::read(fds[0], buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        data.append(buffer, static_cast<std::size_t>(n));
+    }
+    ::close(fds[0]);
+    if (timed_out)
+        ::kill(child, SIGKILL);
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    std::size_t at = 0;
+    std::uint32_t length = 0;
+    while (results.size() < requests.size() && get_u32(data, at, length) && data.size() - at >= length) {
+        Render_result result;
+        if (!decode(data.substr(at, length), result))
+            break;
+        results.push_back(std::move(result));
+        at += length;
+    }
+    const std::string why = timed_out ? "the batch took longer than " + std::to_string(timeout_seconds) + " s"
+                            : WIFSIGNALED(status) ? std::string("the batch process died of signal ") + strsignal(WTERMSIG(status))
+                                                  : std::string("the batch process ended early");
+    while (results.size() < requests.size())
+        results.push_back(fail(timed_out ? Render_failure::timed_out : Render_failure::crashed, why));
+    return results;
+}
+
 } // namespace
+
+std::vector<Render_result> render_all(const std::vector<Render_request>& requests, int timeout_seconds)
+{
+    if (timeout_seconds < 1)
+        return std::vector<Render_result>(requests.size(), fail(Render_failure::bad_request, "the timeout must be at least one second"));
+    return render_all_in_child(requests, timeout_seconds);
+}
 
 Render_result render(const Render_request& request)
 {

@@ -115,4 +115,9 @@ struct Render_result {
 
 Render_result render(const Render_request& request);
 
+// Many requests drawn one after the other in one forked child, so that a long run does not pay
+// a process per picture; each result as render() gives it. A crash or timeout of the child
+// fails every request that had no result yet.
+std::vector<Render_result> render_all(const std::vector<Render_request>& requests, int timeout_seconds);
+
 } // namespace vorn_render

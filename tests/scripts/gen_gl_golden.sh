@@ -6,7 +6,8 @@
 # expected_gl/inputs/ from that directory. Both texts must match exactly, and two runs must give
 # the same texts. Then glslangValidator checks each stage alone as desktop GLSL 1.10 (-d; the
 # texts have no #version), and links the fragment text with the companion source
-# data/vorn_companion.glsl, which defines what the fragment text only declares.
+# data/vorn_companion.glsl, which defines what the fragment text only declares. Every case must
+# pass: a text that glslang rejects is a fault of the generator.
 # Usage: gen_gl_golden.sh BUILD_DIR SOURCE_DIR
 set -u
 
@@ -26,17 +27,6 @@ fi
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-
-# Cases whose text the generator must give as it is although GLSL 1.10 rejects it, each with
-# the reason. Everything else that glslang rejects is a fault.
-declare -A known_invalid=(
-  [state_params]="dof_focus has no name in this target: its reference prints nothing"
-  [textures]="tex2D with derivatives maps to texture2D, which GLSL 1.10 has only with a bias"
-  [results.p_bool_out]="the root returns a Bool result as it stands from a vec4 function"
-  [results.p_scalar_out]="the root returns a Scalar result as it stands from a vec4 function"
-  [results.p_matrix_out]="the root returns element [0][0] of a matrix result from a vec4 function"
-  [results.p_vector2b_out]="the root returns a Vector2b result as it stands from a vec4 function"
-)
 
 . "$source_dir/scripts/golden_tokens.sh"
 
@@ -89,15 +79,6 @@ validate() {
   if [ -z "$problems" ] && ! glslangValidator -d -l "$work/check.frag" "$work/companion.frag" "${stub[@]}" \
       >"$work/glslang.link" 2>&1; then
     problems+=" link"
-  fi
-  local reason=${known_invalid[$case_name]:-}
-  if [ -n "$reason" ]; then
-    if [ -z "$problems" ]; then
-      echo "FAIL: $case_name is listed as rejected by GLSL 1.10 ($reason) but glslang accepts it" >&2
-      return 1
-    fi
-    echo "rejected as expected: $case_name ($reason)"
-    return 0
   fi
   if [ -n "$problems" ]; then
     echo "FAIL: $case_name: glslangValidator rejects:$problems" >&2

@@ -70,6 +70,14 @@ done
 check "GL declares the texture input as a sampler" "has gl/technique.frag 'uniform sampler2D ovl_albedo;'"
 check "GL texts hold no default value of an input" "! grep -q '0\.25' gl/timed.frag && ! grep -q 'albedo.png' gl/technique.frag"
 
+# GL: matrices held by columns, products swapped.
+cat >turned.ovl <<'OVL'
+shader Turned { output: Color result;
+    void main() { Vector4 p = Vector4(position, 1.0); result = Color(p * object_to_camera); } };
+OVL
+"$vornc" compile turned.ovl --target GL -o gl >/dev/null 2>&1
+check "p * object_to_camera is the model-view matrix times p" "has gl/turned.frag 'vec4(object_to_camera * ovl_p)'"
+
 # GL: flip_normal.
 check "both texts declare flip_normal" "has gl/timed.vert 'uniform float flip_normal;' && has gl/timed.frag 'uniform float flip_normal;'"
 check "flip_normal above 0 colours front faces 1" \

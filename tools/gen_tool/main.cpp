@@ -28,7 +28,7 @@ const char* const usage_text =
     "volume), complete_program (a number), primary_output, shader_name and option_count_hint\n"
     "fill the option record, all other keys are attributes. --debug names the variable and the\n"
     "place of debug display, as the graph linker would.\n"
-    "Exit status: 0 text printed, 1 compile errors or no text, 2 usage.\n";
+    "Exit status: 0 text printed, 1 any diagnostic or no text, 2 usage.\n";
 
 struct Arguments {
     std::string target = "FX";
@@ -161,9 +161,14 @@ int run(const Arguments& arguments)
     QZ::SYNTAX_TREE::Error_list errors;
     std::unique_ptr<QZ::SYNTAX_TREE::Compilation_unit> unit(
         QZ::COMPILER::mod_compiler->compile_text(arguments.file.c_str(), text.c_str(), &errors));
+    // A golden text is only worth keeping for a unit that a host could get: any diagnostic of
+    // the library, from the front end or the passes, refuses the input.
     for (const QZ::SYNTAX_TREE::Error_record& error : errors)
         std::fprintf(stderr, "%s\n", QZ::SYNTAX_TREE::format_error(error, arguments.file.c_str()).c_str());
-    if (!unit || !errors.empty())
+    if (unit)
+        for (const QZ::SYNTAX_TREE::Error_record& error : unit->errors())
+            std::fprintf(stderr, "%s\n", QZ::SYNTAX_TREE::format_error(error, arguments.file.c_str()).c_str());
+    if (!unit || !errors.empty() || !unit->errors().empty())
         return 1;
     bool direct = arguments.target == "FX" && arguments.program <= 0;
     bool printed = direct ? print_fx(unit.get(), arguments) : print_target(unit.get(), arguments);

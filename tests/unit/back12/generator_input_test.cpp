@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -209,4 +210,39 @@ TEST(Back12_generator_input, long_call_chains_and_recursion_do_not_recurse)
     Generator_input input;
     ASSERT_TRUE(build_generator_input(unit.get(), {}, input));
     EXPECT_EQ(input.reachable.size(), size_t(count) + 1);
+}
+
+// Inputs that a body writes, which the targets must copy before writing.
+TEST(Written_inputs, assignments_increments_and_written_arguments_count_and_shadowed_names_do_not)
+{
+    const char* source =
+        "void fill(out Scalar x, Scalar y) { x = y; }\n"
+        "void bump(inout Int n) { n++; }\n"
+        "shader S {\n"
+        "input: Scalar a = 1.0; Vector3 b; Scalar c; Int d; Scalar e; Scalar f; Scalar g; Scalar h;\n"
+        "output: Color result;\n"
+        "    void touch() { h -= 1.0; }\n"
+        "    void main() {\n"
+        "        a = 2.0;\n"
+        "        b.x = 1.0;\n"
+        "        fill(c, f);\n"
+        "        bump(d);\n"
+        "        Scalar s; Scalar i; modf(e, i);\n"
+        "        Scalar g = f;\n"
+        "        g = 3.0;\n"
+        "        touch();\n"
+        "        result = Color(a, c, f, g);\n"
+        "    }\n"
+        "};\n";
+    SYNTAX_TREE::Error_list errors;
+    std::unique_ptr<Compilation_unit> unit(COMPILER::mod_compiler->compile_text("written.ovl", source, &errors));
+    ASSERT_TRUE(unit);
+    ASSERT_TRUE(errors.empty());
+    ASSERT_EQ(unit->error_count(), 0u);
+    Generator_input input;
+    COMPILER::Compile_options options;
+    ASSERT_TRUE(build_generator_input(unit.get(), options, input));
+    // f is only read; g is declared in the body, so the write may be to the local; modf writes
+    // its second argument, not its first.
+    EXPECT_EQ(written_inputs(input), (std::set<std::string>{"a", "b", "c", "d", "h"}));
 }

@@ -158,7 +158,8 @@ float4 Expressions_eval(State state)
 	float4 lit_value = lit(a, b, 8.0);
 	int code = 583;
 	p = 583 == 583;
-	Sample_pair pair = Sample_pair(1.0, v);
+	Sample_pair pair;
+	pair.weight = 1.0;
 	pair._point = v;
 	float _texture = pair.weight;
 	float _half = _texture;

@@ -112,7 +112,9 @@ float4 Importer_eval(State state)
 	Lib_pair pair;
 	pair.first = 0.25;
 	pair.second = local_twice(0.25);
-	Lib_pair made = Lib_pair(0.5, 0.5);
+	Lib_pair made;
+	made.first = 0.5;
+	made.second = 0.5;
 	result = float4(lib_sum(pair), lib_sum(made), 0, 1);
 	return result;
 }

@@ -74,7 +74,7 @@ mat2 transpose(mat2);
 mat3 transpose(mat3);
 mat4 transpose(mat4);
 
-float horizon(State state, vec3 ovl_d)
+float ovl_horizon(State state, vec3 ovl_d)
 {
 	return saturate(ovl_d.y * 0.5 + 0.5);
 }
@@ -106,7 +106,7 @@ uniform float near_clip;
 vec4 Sky_eval(State state)
 {
 	vec4 ovl_result;
-	ovl_result = mix(ovl_ground, ovl_zenith, vec4(horizon(state, state.direction))) + texture2D(ovl_stars, state.direction.xy) * near_clip;
+	ovl_result = mix(ovl_ground, ovl_zenith, vec4(ovl_horizon(state, state.direction))) + texture2D(ovl_stars, state.direction.xy) * near_clip;
 	return ovl_result;
 }
 

@@ -78,7 +78,7 @@ struct Sample_pair {
 	vec3 point;
 };
 
-float twice(State state, float ovl_x)
+float ovl_twice(State state, float ovl_x)
 {
 	return ovl_x * 2.0;
 }
@@ -150,20 +150,21 @@ vec4 Expressions_eval(State state)
 	vec3 ovl_s = vec3(2.0);
 	bvec3 ovl_m = lessThan(ovl_v, ovl_s);
 	mat3 ovl_rot = ovl_basis;
-	vec3 ovl_turned = ovl_basis * ovl_v;
-	vec3 ovl_back = ovl_v * ovl_basis;
-	mat3 ovl_both = ovl_basis * ovl_rot;
+	vec3 ovl_turned = ovl_v * ovl_basis;
+	vec3 ovl_back = ovl_basis * ovl_v;
+	mat3 ovl_both = ovl_rot * ovl_basis;
 	mat4 ovl_wide = mat4(1.0);
 	mat4 ovl_same = mat4(1.0);
 	vec4 ovl_kept = ovl_h;
 	vec4 ovl_kept2 = ovl_h;
 	mat3 ovl_scaled = ovl_basis * 2.0;
-	ovl_a = twice(state, ovl_a) + max(ovl_a, ovl_b) + min(ovl_a, ovl_b);
+	ovl_a = ovl_twice(state, ovl_a) + max(ovl_a, ovl_b) + min(ovl_a, ovl_b);
 	ovl_a = mix(ovl_a, ovl_b, 0.25);
 	vec4 ovl_lit_value = illumination(ovl_a, ovl_b, 8.0);
 	int ovl_code = 583;
 	ovl_p = 583 == 583;
-	Sample_pair ovl_pair = Sample_pair(1.0, ovl_v);
+	Sample_pair ovl_pair;
+	ovl_pair.weight = 1.0;
 	ovl_pair.point = ovl_v;
 	float ovl_texture = ovl_pair.weight;
 	float ovl_half = ovl_texture;

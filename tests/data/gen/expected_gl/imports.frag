@@ -78,12 +78,12 @@ struct Lib_pair {
 	float second;
 };
 
-float lib_sum(State state, Lib_pair ovl_pair)
+float ovl_lib_sum(State state, Lib_pair ovl_pair)
 {
 	return ovl_pair.first + ovl_pair.second;
 }
 
-float local_twice(State state, float ovl_x)
+float ovl_local_twice(State state, float ovl_x)
 {
 	return 2.0 * ovl_x;
 }
@@ -116,9 +116,11 @@ vec4 Importer_eval(State state)
 	vec4 ovl_result;
 	Lib_pair ovl_pair;
 	ovl_pair.first = 0.25;
-	ovl_pair.second = local_twice(state, 0.25);
-	Lib_pair ovl_made = Lib_pair(0.5, 0.5);
-	ovl_result = vec4(lib_sum(state, ovl_pair), lib_sum(state, ovl_made), 0, 1);
+	ovl_pair.second = ovl_local_twice(state, 0.25);
+	Lib_pair ovl_made;
+	ovl_made.first = 0.5;
+	ovl_made.second = 0.5;
+	ovl_result = vec4(ovl_lib_sum(state, ovl_pair), ovl_lib_sum(state, ovl_made), 0, 1);
 	return ovl_result;
 }
 

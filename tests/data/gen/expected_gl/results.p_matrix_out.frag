@@ -127,7 +127,7 @@ vec4 Results_eval(State state)
 	ovl_scalar_out = 0.5;
 	ovl_array_out[0] = ovl_color_out;
 	ovl_array_out[1] = ovl_color_out;
-	return ovl_matrix_out[0][0];
+	return vec4(ovl_matrix_out[0][0]);
 }
 
 //

@@ -114,6 +114,7 @@ uniform float near_clip;
 uniform float far_clip;
 uniform vec2 camera_offset;
 uniform float dof_radius;
+uniform float dof_focus;
 uniform int x_resolution;
 uniform int y_resolution;
 uniform int window_left;
@@ -142,13 +143,13 @@ uniform mat4 raster_to_camera;
 vec4 Parameters_eval(State state)
 {
 	vec4 ovl_result;
-	float ovl_t = refracted_ior + incident_ior + animation_time + shutter_time + shutter_duration + shutter_position + shutter_open + shutter_close + focal_length + aperture + aspect_ratio + near_clip + far_clip + dof_radius + ;
+	float ovl_t = refracted_ior + incident_ior + animation_time + shutter_time + shutter_duration + shutter_position + shutter_open + shutter_close + focal_length + aperture + aspect_ratio + near_clip + far_clip + dof_radius + dof_focus;
 	int ovl_frames = animation_frame + x_resolution + y_resolution;
 	int ovl_window = window_left + window_right + window_top + window_bottom;
 	vec2 ovl_offset = camera_offset;
 	bool ovl_flat = orthographic;
-	mat4 ovl_m = camera_to_object * camera_to_world * camera_to_raster * world_to_camera * object_to_camera * raster_to_camera;
-	mat4 ovl_n = world_to_object * world_to_raster * raster_to_object * raster_to_world;
+	mat4 ovl_m = raster_to_camera * (object_to_camera * (world_to_camera * (camera_to_raster * (camera_to_world * camera_to_object))));
+	mat4 ovl_n = raster_to_world * (raster_to_object * (world_to_raster * world_to_object));
 	mat4 ovl_same = mat4(1.0);
 	vec3 ovl_lighting = state.light_position + state.light_direction + state.light_to_surface + vec3(0,0,1);
 	float ovl_reach = state.light_distance + state.light_dotnl + state.light_spread + state.light_spread_cos + state.light_distance_limit;

@@ -129,7 +129,7 @@ vec4 Varying_eval(State state)
 	float ovl_facing = state.ray_length + state.dot_nd + state.importance;
 	mat3 ovl_space = state.tangent_space[0];
 	bool ovl_back = state.backside;
-	vec3 ovl_turned = ovl_space * ovl_frame;
+	vec3 ovl_turned = ovl_frame * ovl_space;
 	ovl_result = vec4(ovl_sum + ovl_turned, ovl_back ? ovl_facing : ovl_uv.x + ovl_coordinate.y);
 	return ovl_result;
 }

@@ -73,12 +73,12 @@ mat2 transpose(mat2);
 mat3 transpose(mat3);
 mat4 transpose(mat4);
 
-int pick(State state, int ovl_n)
+int ovl_pick(State state, int ovl_n)
 {
 	return ovl_n + 1;
 }
 
-float scale(State state, float ovl_x, out float ovl_twice_x, inout float ovl_sum)
+float ovl_scale(State state, float ovl_x, out float ovl_twice_x, inout float ovl_sum)
 {
 	ovl_twice_x = ovl_x * 2.0;
 	ovl_sum += ovl_x;
@@ -158,10 +158,10 @@ vec4 Statements_eval(State state)
 	}
 
 	{
-		float ovl_inner = scale(state, ovl_total, ovl_twice_total, ovl_total);
+		float ovl_inner = ovl_scale(state, ovl_total, ovl_twice_total, ovl_total);
 		ovl_total = ovl_inner;
 	}
-	int switch_value0 = pick(state, ovl_n);
+	int switch_value0 = ovl_pick(state, ovl_n);
 	if ( (switch_value0 == 1))
 	{
 		ovl_total = 1.0;
@@ -184,7 +184,7 @@ vec4 Statements_eval(State state)
 	{
 		ovl_total = 6.0;
 	}
-	int switch_value1 = pick(state, ovl_mode);
+	int switch_value1 = ovl_pick(state, ovl_mode);
 	if ( (switch_value1 == 9))
 	{
 		ovl_total = 8.0;

@@ -83,9 +83,9 @@ struct Local_info {
 	int count;
 };
 
-vec4 combine(State state, Layer ovl_layer, vec4 ovl_base);
+vec4 ovl_combine(State state, Layer ovl_layer, vec4 ovl_base);
 
-vec4 combine(State state, Layer ovl_layer, vec4 ovl_base)
+vec4 ovl_combine(State state, Layer ovl_layer, vec4 ovl_base)
 {
 	int switch_value0 = ovl_layer.mode;
 	if ( (switch_value0 == 0))
@@ -136,7 +136,7 @@ vec4 Typed_eval(State state)
 	ovl_layer.mode = ovl_mode;
 	Local_info ovl_info;
 	ovl_info.count = 4;
-	ovl_result = combine(state, ovl_layer, vec4(0, 0, 0, 1));
+	ovl_result = ovl_combine(state, ovl_layer, vec4(0, 0, 0, 1));
 	return ovl_result;
 }
 

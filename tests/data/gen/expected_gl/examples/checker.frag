@@ -102,7 +102,7 @@ uniform mat4 camera_to_object;
 // the shaders that are part of the compiled shader graph.
 //
 
-float square_weight(State state, float ovl_coordinate)
+float ovl_square_weight(State state, float ovl_coordinate)
 {
 	float ovl_f = fract(ovl_coordinate);
 	return smoothstep(0.5 - ovl_softness, 0.5 + ovl_softness, ovl_f);
@@ -115,8 +115,8 @@ vec4 Checker_eval(State state)
 {
 	vec4 ovl_result;
 	vec2 ovl_uv = state.tex_coord[0].xy * ovl_repeat;
-	float ovl_u = square_weight(state, ovl_uv.x);
-	float ovl_v = square_weight(state, ovl_uv.y);
+	float ovl_u = ovl_square_weight(state, ovl_uv.x);
+	float ovl_v = ovl_square_weight(state, ovl_uv.y);
 	float ovl_mix = ovl_u + ovl_v - 2.0 * ovl_u * ovl_v;
 	ovl_result = mix(ovl_color_a, ovl_color_b, vec4(ovl_mix));
 	return ovl_result;

@@ -78,13 +78,13 @@ struct Layer {
 	float weight;
 };
 
-float bands(State state, vec3 ovl_p, float ovl_frequency)
+float ovl_bands(State state, vec3 ovl_p, float ovl_frequency)
 {
 	float ovl_s = sin(ovl_p.x * ovl_frequency) * sin(ovl_p.y * ovl_frequency * 1.7) * sin(ovl_p.z * ovl_frequency * 2.3);
 	return ovl_s * 0.5 + 0.5;
 }
 
-vec4 blend(State state, vec4 ovl_base, vec4 ovl_layer, int ovl_mode)
+vec4 ovl_blend(State state, vec4 ovl_base, vec4 ovl_layer, int ovl_mode)
 {
 	vec4 ovl_mixed = ovl_base;
 	if ( (ovl_mode == 0))
@@ -142,8 +142,8 @@ vec4 Layered_eval(State state)
 	for (int ovl_i = 0; ovl_i < 4; ovl_i++)
 	{
 		ovl_layer.tint = vec4(0.25 * float(ovl_i), 0.5, 1.0 - 0.25 * float(ovl_i), 1.0);
-		ovl_layer.weight = bands(state, state.position, ovl_frequency * ovl_scales[ovl_i]) / ovl_scales[ovl_i];
-		ovl_sum = blend(state, ovl_sum, ovl_layer.tint * ovl_layer.weight, ovl_mode);
+		ovl_layer.weight = ovl_bands(state, state.position, ovl_frequency * ovl_scales[ovl_i]) / ovl_scales[ovl_i];
+		ovl_sum = ovl_blend(state, ovl_sum, ovl_layer.tint * ovl_layer.weight, ovl_mode);
 	}
 	ovl_result = saturate(ovl_sum);
 	return ovl_result;

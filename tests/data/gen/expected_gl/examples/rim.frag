@@ -75,7 +75,7 @@ mat2 transpose(mat2);
 mat3 transpose(mat3);
 mat4 transpose(mat4);
 
-float facing(State state, vec3 ovl_n, vec3 ovl_v)
+float ovl_facing(State state, vec3 ovl_n, vec3 ovl_v)
 {
 	return saturate(dot(normalize(ovl_n), normalize(ovl_v)));
 }
@@ -110,7 +110,7 @@ uniform mat4 camera_to_object;
 vec4 Rim_eval(State state)
 {
 	vec4 ovl_result;
-	float ovl_rim = pow(1.0 - facing(state, state.normal, -state.direction), ovl_rim_power);
+	float ovl_rim = pow(1.0 - ovl_facing(state, state.normal, -state.direction), ovl_rim_power);
 	ovl_result = ovl_base + ovl_rim_color * ovl_rim;
 	return ovl_result;
 }

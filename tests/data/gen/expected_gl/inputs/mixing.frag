@@ -73,12 +73,19 @@ mat2 transpose(mat2);
 mat3 transpose(mat3);
 mat4 transpose(mat4);
 
-float half_of(State state, float ovl_x)
+mat2 vorn_mat2(mat3 m) { return mat2(m[0].xy, m[1].xy); }
+mat2 vorn_mat2(mat4 m) { return mat2(m[0].xy, m[1].xy); }
+mat3 vorn_mat3(mat2 m) { return mat3(vec3(m[0], 0.0), vec3(m[1], 0.0), vec3(0.0)); }
+mat3 vorn_mat3(mat4 m) { return mat3(m[0].xyz, m[1].xyz, m[2].xyz); }
+mat4 vorn_mat4(mat2 m) { return mat4(vec4(m[0], 0.0, 0.0), vec4(m[1], 0.0, 0.0), vec4(0.0), vec4(0.0)); }
+mat4 vorn_mat4(mat3 m) { return mat4(vec4(m[0], 0.0), vec4(m[1], 0.0), vec4(m[2], 0.0), vec4(0.0)); }
+
+float ovl_half_of(State state, float ovl_x)
 {
 	return ovl_x / float(2);
 }
 
-int rounded(State state, float ovl_x)
+int ovl_rounded(State state, float ovl_x)
 {
 	return int(ovl_x + 0.5);
 }
@@ -123,7 +130,7 @@ vec4 Mixing_eval(State state)
 	bool ovl_positive = (0.0 < ovl_a);
 	bool ovl_flag = ovl_nonzero != ovl_positive;
 	if (ovl_a > float(1) && ovl_flag)
-		ovl_a = half_of(state, float(ovl_i)) + float(rounded(state, ovl_a));
+		ovl_a = ovl_half_of(state, float(ovl_i)) + float(ovl_rounded(state, ovl_a));
 	vec3 ovl_v = vec3(ovl_a, ovl_i, 1);
 	vec3 ovl_w = ovl_v * float(ovl_i) + float(1);
 	bvec3 ovl_low = lessThan(ovl_v, ovl_w);
@@ -135,13 +142,13 @@ vec4 Mixing_eval(State state)
 	float ovl_weights[3];
 	ovl_weights[0] = 0.25;
 	ovl_weights[1] = 0.5;
-	ovl_weights[2] = float(1);
+	ovl_weights[2] = 1.0;
 	ovl_a = ovl_weights[1] + float(3);
 	mat3 ovl_doubled = mat3(ovl_squeeze[0] * 2.0 + ovl_squeeze[0], ovl_squeeze[1] * 2.0 + ovl_squeeze[1], ovl_squeeze[2] * 2.0 + ovl_squeeze[2]);
 	mat3 ovl_negated = mat3(-ovl_doubled[0], -ovl_doubled[1], -ovl_doubled[2]);
 	vec2 ovl_row = ovl_negated[1].xy;
 	mat3 ovl_wide = mat3(vec3(vec3(1, 2, 3)), vec3(4, 5, 6), vec3(0.0));
-	mat3 ovl_cut = mat3(object_to_world[0].xyz, object_to_world[1].xyz, object_to_world[2].xyz);
+	mat3 ovl_cut = vorn_mat3(object_to_world);
 	mat3 ovl_square = ovl_cut;
 	int ovl_whole = int(ovl_a);
 	float ovl_back = float(ovl_whole) / float(2);
