@@ -213,7 +213,10 @@ TEST(Host_misuse, binary_files_with_bad_names)
     unit->load_binary("/");
     unit->load_binary("/dev/null");
     EXPECT_EQ(unit->get_shader_count(), 1u);
-    // An empty unit saved, read back and generated from.
+    // An empty unit saved, read back over the full one and generated from; views of the old
+    // contents stay readable.
+    vorn::ISyntax_tree* old_shader = unit->get_shader(0);
+    vorn::IType* old_type = unit->get_type(0);
     vorn::ICompilation_unit* empty = session.compiler->create_compilation_unit();
     std::string path = "/tmp/vorn_misuse_" + std::to_string(::getpid()) + ".bovl";
     empty->save_binary(path.c_str());
@@ -222,6 +225,10 @@ TEST(Host_misuse, binary_files_with_bad_names)
     unit->resolve();
     EXPECT_EQ(unit->get_shader_count(), 0u);
     EXPECT_EQ(unit->generate("FX", nullptr), nullptr);
+    EXPECT_GT(old_shader->get_child_count(), 0);
+    EXPECT_STREQ(old_type->get_name(), "Pair");
+    old_shader->release();
+    old_type->release();
     empty->release();
     unit->release();
 }
