@@ -43,6 +43,14 @@ Graph_library::~Graph_library()
         delete velar_classes[i];
 }
 
+bool Graph_library::take(Graph_node_class* node_class)
+{
+    if (!node_class || node_class->owner_)
+        return false;
+    node_class->owner_ = this;
+    return true;
+}
+
 int32_t Graph_library::add_velar_class(Graph_node_class* node_class)
 {
     if (!take(node_class))
@@ -66,8 +74,9 @@ int32_t Graph_library::add_compage_class(Compage_node_class* node_class)
 
 int32_t Graph_library::add_node(Graph_node* node)
 {
-    if (!take(node))
+    if (!node || node->owner_)
         return -1;
+    node->owner_ = this;
     nodes.push_back(node);
     if (observer)
         observer->library_node_added(this, node);
@@ -98,13 +107,18 @@ void Graph_library::merge(Graph_library* other)
     velar.swap(other->velar_classes);
     compage.swap(other->compage_classes);
     moved.swap(other->nodes);
-    other->owned_.clear();
-    for (Graph_node_class* node_class : velar)
+    for (Graph_node_class* node_class : velar) {
+        node_class->owner_ = nullptr;
         add_velar_class(node_class);
-    for (Compage_node_class* node_class : compage)
+    }
+    for (Compage_node_class* node_class : compage) {
+        node_class->owner_ = nullptr;
         add_compage_class(node_class);
-    for (Graph_node* node : moved)
+    }
+    for (Graph_node* node : moved) {
+        node->owner_ = nullptr;
         add_node(node);
+    }
 }
 
 Graph_node_class* Graph_library::find_class(const char* name) const
@@ -140,9 +154,8 @@ Graph_node_class* Graph_library::class_at(uint32_t index) const
 
 bool Graph_library::remove_node(Graph_node* node)
 {
-    if (!node || !owned_.count(node) || !erase_last(nodes, node))
+    if (!node || node->owner_ != this || !erase_last(nodes, node))
         return false;
-    owned_.erase(node);
     if (observer)
         observer->library_node_removed(this, node);
     node->detach_all();
@@ -152,11 +165,10 @@ bool Graph_library::remove_node(Graph_node* node)
 
 bool Graph_library::remove_class(Graph_node_class* node_class)
 {
-    if (!node_class || !owned_.count(node_class))
+    if (!node_class || node_class->owner_ != this)
         return false;
     if (!erase_last(velar_classes, node_class) && !erase_last(compage_classes, node_class))
         return false;
-    owned_.erase(node_class);
     if (observer)
         observer->library_class_removed(this, node_class);
     delete node_class;

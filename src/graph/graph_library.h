@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "graph/graph_observer.h"
@@ -23,8 +22,8 @@ public:
     Graph_library(const Graph_library&) = delete;
     Graph_library& operator=(const Graph_library&) = delete;
 
-    // Each takes ownership and returns the new index; null, or an object this library already
-    // owns, is ignored and gives -1.
+    // Each takes ownership and returns the new index; null, an object this library already owns,
+    // or a node that a library or compound owns, is ignored and gives -1.
     int32_t add_velar_class(Graph_node_class* node_class);
     int32_t add_compage_class(Compage_node_class* node_class);
     int32_t add_node(Graph_node* node);
@@ -52,9 +51,7 @@ public:
     std::string file_name;
 
 private:
-    bool take(const void* object) { return object && owned_.insert(object).second; }
-
-    std::unordered_set<const void*> owned_;
+    bool take(Graph_node_class* node_class);
 };
 
 }  // namespace GRAPH

@@ -40,6 +40,8 @@ public:
     // Moves the node to another class's instances (it is appended to that class's nodes).
     void set_node_class(Graph_node_class* node_class);
     Compage_node_class* parent() const { return parent_; }
+    // True once a library or a compound owns the node.
+    bool has_owner() const { return owner_ != nullptr; }
     void set_parent(Compage_node_class* parent);
 
     void attach(const char* input_path, Graph_node* target, const char* target_path);
@@ -77,6 +79,7 @@ public:
 private:
     friend class Compage_node_class;
     friend class Graph_node_class;
+    friend class Graph_library;
     void note_target(Graph_node* target);
     // Drops every record of this node that points at target.
     void scrub_target(const Graph_node* target);
@@ -84,6 +87,8 @@ private:
 
     Graph_node_class* node_class_ = nullptr;
     Compage_node_class* parent_ = nullptr;
+    // The library or compound that will delete the node; a node has one owner at most.
+    const void* owner_ = nullptr;
     // Nodes whose records may point here, and nodes that records here may point at. Supersets
     // that may repeat an entry: one stays after its record went, and costs a look when a node
     // ends. Small vectors: most nodes have a wire or two, and a set costs allocations.

@@ -357,6 +357,7 @@ void Compage_node_class::copy_from(const Graph_node_class* other, const Class_ma
         if (node->node_class() && mapped != remap.end() && mapped->second)
             copy->set_node_class(const_cast<Graph_node_class*>(mapped->second));
         copy->set_parent(this);
+        copy->owner_ = this;
         inner_nodes.push_back(copy);
         if (copy->node_class() && copy->node_class()->observer)
             copy->node_class()->observer->node_created(copy->node_class(), copy);
@@ -431,8 +432,9 @@ void Compage_node_class::remove_parameter(bool is_input, const char* name)
 
 void Compage_node_class::add_inner_node(Graph_node* node)
 {
-    if (!node || std::find(inner_nodes.begin(), inner_nodes.end(), node) != inner_nodes.end())
+    if (!node || node->owner_)
         return;
+    node->owner_ = this;
     inner_nodes.push_back(node);
     node->set_parent(this);
     if (observer)
@@ -448,6 +450,11 @@ bool Compage_node_class::remove_inner_node(Graph_node* node)
     inner_nodes.erase(std::find(inner_nodes.begin(), inner_nodes.end(), node));
     delete node;
     return true;
+}
+
+bool Compage_node_class::holds(const Graph_node* node) const
+{
+    return std::find(inner_nodes.begin(), inner_nodes.end(), node) != inner_nodes.end();
 }
 
 Graph_node* Compage_node_class::find_inner_node(const char* name) const

@@ -101,9 +101,12 @@ protected:
 
 private:
     friend class Graph_node;
+    friend class Graph_library;
     // Every live node whose class this is, even after remove_node: they lose their class when
     // it goes.
     std::unordered_set<Graph_node*> instances_;
+    // The library that will delete the class; one at most.
+    const void* owner_ = nullptr;
 };
 
 class Velar_node_class : public Graph_node_class {
@@ -158,12 +161,13 @@ public:
     void insert_parameter(bool is_input, uint32_t index, const Parameter& parameter) override;
     void remove_parameter(bool is_input, const char* name) override;
 
-    // The inner graph. add_inner_node takes ownership and tells the observer; a node that is
-    // already inside is left alone. remove_inner_node detaches the node's wires and deletes it;
+    // The inner graph. add_inner_node takes ownership and tells the observer; a node that this
+    // or another compound already holds is left alone. remove_inner_node detaches the node's wires and deletes it;
     // false for a node that is not inside.
     void add_inner_node(Graph_node* node);
     bool remove_inner_node(Graph_node* node);
     Graph_node* find_inner_node(const char* name) const;
+    bool holds(const Graph_node* node) const;
 
     // Wires an interface output to the output of an inner node, or, with a null source, to the
     // interface input of that name.

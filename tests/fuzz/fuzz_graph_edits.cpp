@@ -171,7 +171,7 @@ Parameter some_parameter(Input& in)
 void edit(World& world, Input& in)
 {
     Graph_library& library = *world.library;
-    switch (in.byte() % 20) {
+    switch (in.byte() % 21) {
     case 0: {  // a node of some class, at top level or inside a compound
         Graph_node_class* node_class = world.node_class(in);
         if (!node_class)
@@ -318,6 +318,15 @@ void edit(World& world, Input& in)
             else if (!node->parent() || std::find(node->parent()->inner_nodes.begin(), node->parent()->inner_nodes.end(),
                                                   node) == node->parent()->inner_nodes.end())
                 node->set_parent(world.compound(in));
+        }
+        return;
+    case 19:  // a node that has an owner offered to another: refused, never owned twice
+        if (Graph_node* node = world.node(in)) {
+            Compage_node_class* compound = world.compound(in);
+            if (in.byte() & 1 && compound)
+                compound->add_inner_node(node);
+            else
+                library.add_node(node);
         }
         return;
     default:

@@ -211,6 +211,10 @@ TEST(Compage_node_class, a_copy_is_equal_has_its_own_wires_and_differs_once_edit
     checker.library.add_compage_class(copy);
     EXPECT_TRUE(copy->equals(compound, Class_map{}));
     EXPECT_TRUE(compound->equals(copy, Class_map{}));
+    // A node belongs to one owner: offering an inner node elsewhere changes nothing.
+    EXPECT_EQ(checker.library.add_node(compound->inner_nodes[0]), -1);
+    copy->add_inner_node(compound->inner_nodes[0]);
+    EXPECT_EQ(compound->inner_nodes[0]->parent(), compound);
 
     // Every wire of the copy stays inside the copy.
     ASSERT_EQ(copy->inner_nodes.size(), 4u);
