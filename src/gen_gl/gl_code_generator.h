@@ -159,6 +159,7 @@ private:
     void print_row(const St_node* node, uint32_t row, int32_t level);
     void print_assignment(const St_node* node);
     void print_conditional(const St_node* node);
+    bool print_logical_vector(const St_node* node);
     void print_unary(const St_node* node);
     void print_cast(const St_node* node);
     void print_member(const St_node* node);

@@ -430,6 +430,8 @@ bool Gl_code_generator::print_expression(const St_node* node, bool paren)
     case ST::NODE_ASSIGNMENT_EXPRESSION:
     case ST::NODE_CONDITIONAL_EXPRESSION:
     case ST::NODE_XOR_EXPRESSION:
+    case ST::NODE_OR_EXPRESSION:
+    case ST::NODE_AND_EXPRESSION:
     case ST::NODE_EQUALITY_EXPRESSION:
     case ST::NODE_RELATIONAL_EXPRESSION:
     case ST::NODE_ADDITIVE_EXPRESSION:
@@ -479,10 +481,17 @@ bool Gl_code_generator::print_gl_expression(const St_node* node)
         print_conditional(node);
         return true;
     case ST::NODE_XOR_EXPRESSION:
+        if (print_logical_vector(node))
+            return true;
         print_operand(first, LEVEL_EQUALITY);
         out().write(" != ");
         print_operand(second, LEVEL_EQUALITY + 1);
         return true;
+    case ST::NODE_OR_EXPRESSION:
+    case ST::NODE_AND_EXPRESSION:
+        if (print_logical_vector(node))
+            return true;
+        return Fx_code_generator::print_expression(node, false);
     case ST::NODE_EQUALITY_EXPRESSION:
     case ST::NODE_RELATIONAL_EXPRESSION:
         if (printed_type(first).vector() || printed_type(second).vector())
@@ -529,6 +538,33 @@ bool Gl_code_generator::print_gl_expression(const St_node* node)
     default:
         return Fx_code_generator::print_expression(node, false);
     }
+}
+
+// GLSL's && || and != take single Bools (!= compares whole vectors); on boolean vectors they
+// work component by component through integers, each operand printed once.
+bool Gl_code_generator::print_logical_vector(const St_node* node)
+{
+    const St_node* first = node->first_child;
+    const St_node* second = first ? first->next_sibling : nullptr;
+    uint32_t width = std::max(printed_type(first).width, printed_type(second).width);
+    if (!printed_type(first).vector() && !printed_type(second).vector())
+        return false;
+    Gl_value_type integers = Gl_value_type::make(Gl_value_type::INT, width);
+    if (node->kind == ST::NODE_XOR_EXPRESSION) {
+        out().write("notEqual(");
+        print_as(first, Gl_value_type::make(Gl_value_type::BOOL, width), LEVEL_ASSIGNMENT);
+        out().write(", ");
+        print_as(second, Gl_value_type::make(Gl_value_type::BOOL, width), LEVEL_ASSIGNMENT);
+        out().write(")");
+        return true;
+    }
+    std::string word = gl_type_word(integers);
+    out().print("%s(%s(", gl_type_word(Gl_value_type::make(Gl_value_type::BOOL, width)).c_str(), word.c_str());
+    print_expression(first);
+    out().print(") %s %s(", node->kind == ST::NODE_AND_EXPRESSION ? "*" : "+", word.c_str());
+    print_expression(second);
+    out().write("))");
+    return true;
 }
 
 // The node printed as a value of type target, with the conversion that GLSL needs.
@@ -1013,6 +1049,12 @@ void Gl_code_generator::print_builtin_call(const std::string& name, const St_nod
     if (BACK12::argument_count(arguments) == 4 && one_of(name, {"tex1D", "tex2D", "tex3D", "texCUBE"})) {
         target += "GradARB";
         needs_gradients_ = true;
+    }
+    // all and any of one Bool are the Bool itself; GLSL has them for vectors only.
+    if (one_of(name, {"all", "any"}) && BACK12::argument_count(arguments) == 1 &&
+        printed_type(arguments->first_child).scalar()) {
+        print_as(arguments->first_child, Gl_value_type::make(Gl_value_type::BOOL, 1), LEVEL_PRIMARY);
+        return;
     }
     out().print("%s(", target.c_str());
     int32_t position = 0;
