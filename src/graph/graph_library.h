@@ -13,6 +13,7 @@ namespace GRAPH {
 class Graph_node;
 class Graph_node_class;
 class Compage_node_class;
+struct Graph_write_hooks;
 
 class Graph_library {
 public:
@@ -39,6 +40,10 @@ public:
     // Both lists as one, sources first: what the host counts and indexes.
     uint32_t class_count() const { return uint32_t(velar_classes.size() + compage_classes.size()); }
     Graph_node_class* class_at(uint32_t index) const;
+    // The library as a graph file; on success file_name is path. False for a null path or a file
+    // that cannot be written.
+    bool save(const char* path, const Graph_write_hooks* hooks = nullptr);
+
     // Detach and delete; false for an object this library does not own.
     bool remove_node(Graph_node* node);
     bool remove_class(Graph_node_class* node_class);
