@@ -318,9 +318,11 @@ TEST(Linker, global_parameters_merge_by_name_and_a_type_clash_is_one_error)
     std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
     expect_valid(unit.get(), "globals");
     ASSERT_TRUE(unit);
-    ASSERT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(log.lines()[0].module, SYSTEM::MODULE_CL12);
-    EXPECT_TRUE(log.contains("global parameters 'input' of type 'Scalar' and 'Int'")) << log.lines()[0].text;
+    size_t linker_lines = 0;
+    for (const auto& line : log.lines())
+        linker_lines += line.module == SYSTEM::MODULE_CL12 ? 1 : 0;
+    EXPECT_EQ(linker_lines, 1u);
+    EXPECT_TRUE(log.contains("global parameters 'input' of type 'Scalar' and 'Int'"));
     EXPECT_EQ(count_of(tree(*unit), "INIT_IDENTIFIER \"input\""), 1u) << "one input, typed by the first met";
 }
 
