@@ -1,0 +1,745 @@
+#include "flat12/linker.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "graph/annotation.h"
+#include "graph/graph_node.h"
+#include "graph/node_class.h"
+#include "graph/parameter.h"
+#include "log/mod_log.h"
+#include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/st_node.h"
+#include "syntax_tree/type.h"
+#include "system/module.h"
+#include "trans12/mod_trans12.h"
+
+namespace QZ {
+namespace FLAT12 {
+
+using namespace SYNTAX_TREE;
+using GRAPH::Attachment;
+using GRAPH::Graph_node;
+using GRAPH::Graph_node_class;
+using GRAPH::Parameter;
+
+namespace {
+
+constexpr const char* GENERATED_FILE = "__generated";
+// Compounds link their inner graphs while an outer link runs; a compound that holds itself, or
+// a nesting deeper than this, ends the link instead of the stack.
+constexpr int32_t MAX_COMPOUND_NESTING = 64;
+
+thread_local int32_t compound_nesting = 0;
+
+File_name generated_file()
+{
+    static const File_name file = make_file_name(GENERATED_FILE);
+    return file;
+}
+
+St_node* node(int32_t kind, std::string_view text = {}, std::initializer_list<St_node*> children = {})
+{
+    return text.empty() ? new St_node(kind, generated_file(), children)
+                        : new St_node(kind, generated_file(), text, children);
+}
+
+St_node* variable(const std::string& name) { return node(NODE_VARIABLE_ID, name); }
+
+St_node* statement(St_node* expression) { return node(NODE_EXPRESSION_STATEMENT, {}, {expression}); }
+
+St_node* assignment(St_node* left, St_node* right)
+{
+    return statement(node(NODE_ASSIGNMENT_EXPRESSION, "=", {left, right}));
+}
+
+// type name [= initialiser]; with an array specifier when the size is not 1.
+St_node* declaration(const char* type_name, const std::string& name, St_node* initialiser, uint32_t array_size = 1)
+{
+    St_node* identifier = node(NODE_INIT_IDENTIFIER, name);
+    if (array_size != 1) {
+        St_node* size = node(NODE_ARRAY_SPECIFIER);
+        if (array_size != 0)
+            size->add_child(node(NODE_INT_CONSTANT, std::to_string(array_size)));
+        identifier->add_child(size);
+    }
+    identifier->add_child(initialiser);
+    return node(NODE_VARIABLE_DECLARATION, {},
+                {node(NODE_VARIABLE_SPECIFIERS, {}, {node(NODE_SIMPLE_TYPE_SPECIFIER, type_name)}),
+                 node(NODE_INIT_IDENTIFIER_LIST, {}, {identifier})});
+}
+
+std::string float_text(float value)
+{
+    // A constant that is not finite has no spelling in the targets.
+    if (!std::isfinite(value))
+        value = 0.0f;
+    char text[64];
+    std::snprintf(text, sizeof text, "%#f", double(value));
+    return text;
+}
+
+St_node* float_constant(float value) { return node(NODE_FLOAT_CONSTANT, float_text(value)); }
+
+template <typename T>
+T read(const void* bytes, uint32_t index)
+{
+    T value{};
+    if (bytes)
+        std::memcpy(&value, static_cast<const uint8_t*>(bytes) + index * sizeof(T), sizeof(T));
+    return value;
+}
+
+// Type(a, b, ...) of count components read as T.
+template <typename T>
+St_node* component_constructor(const char* type_name, const void* bytes, uint32_t count)
+{
+    St_node* arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
+    for (uint32_t i = 0; i < count; ++i) {
+        T value = read<T>(bytes, i);
+        if constexpr (std::is_same_v<T, float>)
+            arguments->add_child(float_constant(value));
+        else if constexpr (std::is_same_v<T, int32_t>)
+            arguments->add_child(node(NODE_INT_CONSTANT, std::to_string(value)));
+        else
+            arguments->add_child(node(NODE_BOOL_CONSTANT, value ? "true" : "false"));
+    }
+    return node(NODE_CONSTRUCTOR_CALL_EXPRESSION, {}, {node(NODE_SIMPLE_TYPE_SPECIFIER, type_name), arguments});
+}
+
+uint32_t matrix_components(uint8_t code)
+{
+    const char* word = language_word(code);
+    if (!word || std::strncmp(word, "Matrix", 6) != 0 || std::strlen(word) != 9)
+        return 0;
+    return uint32_t(word[6] - '0') * uint32_t(word[8] - '0');
+}
+
+// Takes child out of parent's list; it belongs to the caller again.
+void unlink_child(St_node* parent, St_node* child)
+{
+    for (St_node** link = &parent->first_child; *link; link = &(*link)->next_sibling)
+        if (*link == child) {
+            *link = child->next_sibling;
+            child->next_sibling = nullptr;
+            return;
+        }
+}
+
+bool is_texture_code(uint8_t code) { return code >= 48 && code <= 51; }
+
+const Parameter* find_in(const GRAPH::Parameter_list& list, const char* name)
+{
+    int32_t index = GRAPH::find_parameter(list, name);
+    return index < 0 ? nullptr : &list[size_t(index)];
+}
+
+const Attachment* whole_attachment(const Parameter& parameter)
+{
+    for (const Attachment& attachment : parameter.attachments)
+        if (attachment.member_name.empty())
+            return &attachment;
+    return nullptr;
+}
+
+// Builds one flat unit; the context owns the tree until finish hands it over.
+class Linker {
+public:
+    explicit Linker(Link_context& context) : c_(context) {}
+    ~Linker()
+    {
+        delete input_block_;
+        delete output_block_;
+        delete member_block_;
+        for (St_node* function : c_.functions)
+            delete function;
+        c_.functions.clear();
+    }
+
+    void skeleton(const char* class_name)
+    {
+        class_name_ = GRAPH::make_identifier(class_name);
+        input_block_ = node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, "input");
+        output_block_ = node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, "output");
+        member_block_ = node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, "member");
+        c_.main_body = node(NODE_STATEMENT_BLOCK);
+        member_block_->add_child(node(
+            NODE_FUNCTION_DEFINITION, {},
+            {node(NODE_FUNCTION_DECLARATION, {},
+                  {node(NODE_SIMPLE_TYPE_SPECIFIER, "void"),
+                   node(NODE_FUNCTION_DECLARATOR, {}, {node(NODE_IDENTIFIER, "main")})}),
+             c_.main_body}));
+    }
+
+    // Class parameters as the flat class's own inputs and outputs, with their values.
+    void declare_class_parameters(const Graph_node_class& node_class)
+    {
+        for (const Parameter& input : node_class.inputs)
+            declare_input(input, nullptr);
+        for (const Parameter& output : node_class.outputs)
+            output_block_->add_child(declare(output, output.name()));
+    }
+
+    void declare_root_outputs(const Graph_node& root)
+    {
+        for (const Parameter& output : root.outputs)
+            output_block_->add_child(declare(output, output.name()));
+    }
+
+    // Marks every node reachable from roots as unvisited, walking a worklist so that a cycle or
+    // a long chain costs no stack.
+    static void clear_visited(const std::vector<Graph_node*>& roots)
+    {
+        std::vector<Graph_node*> work(roots.begin(), roots.end());
+        std::vector<Graph_node*> seen;
+        while (!work.empty()) {
+            Graph_node* current = work.back();
+            work.pop_back();
+            if (!current || current->visited == 3)
+                continue;
+            current->visited = 3;
+            seen.push_back(current);
+            for (const Parameter& input : current->inputs)
+                for (const Attachment& attachment : input.attachments)
+                    work.push_back(attachment.target_node);
+        }
+        for (Graph_node* each : seen)
+            each->visited = 0;
+    }
+
+    // Depth-first post-order over the inputs, in parameter then attachment order: each node's
+    // call follows the calls of the nodes it reads. A node reached again while its own inputs
+    // are being walked closes a cycle.
+    bool emit_node(Graph_node* start)
+    {
+        if (!start || start->visited == 2)
+            return true;
+        struct Frame {
+            Graph_node* node;
+            size_t input = 0;
+            size_t attachment = 0;
+        };
+        std::vector<Frame> stack;
+        start->visited = 1;
+        stack.push_back({start});
+        while (!stack.empty()) {
+            Frame& frame = stack.back();
+            Graph_node* next = next_source(frame.node, frame.input, frame.attachment);
+            if (next) {
+                if (next->visited == 2)
+                    continue;
+                if (next->visited == 1)
+                    return cycle(next);
+                next->visited = 1;
+                stack.push_back({next});
+                continue;
+            }
+            Graph_node* done = frame.node;
+            stack.pop_back();
+            done->visited = 2;
+            if (!emit_own(done))
+                return false;
+        }
+        return true;
+    }
+
+    // The interface outputs (or a brdf's outputs) take their values from the inner graph.
+    bool emit_outputs(const GRAPH::Parameter_list& outputs)
+    {
+        for (const Parameter& output : outputs)
+            for (const Attachment& attachment : output.attachments)
+                if (!emit_node(attachment.target_node))
+                    return false;
+        for (const Parameter& output : outputs) {
+            const Attachment* whole = whole_attachment(output);
+            if (whole)
+                c_.main_body->add_child(assignment(variable(output.name()), source_expression(*whole)));
+            for (const Attachment& attachment : output.attachments)
+                if (!attachment.member_name.empty())
+                    c_.main_body->add_child(member_assignment(output.name(), attachment.member_name,
+                                                              source_expression(attachment)));
+        }
+        return true;
+    }
+
+    void add_unit_functions(const Compilation_unit& unit)
+    {
+        for (St_node* function : unit.functions()) {
+            std::string name = function_name(function);
+            if (name.empty() || !c_.function_names.insert(name).second)
+                continue;
+            c_.functions.push_back(function->clone());
+        }
+    }
+
+    void add_class_declaration(St_node* class_declaration) { plain_class_ = class_declaration->clone(); }
+
+    void add_global_declarations(const Compilation_unit& unit)
+    {
+        for (St_node* global : unit.global_declarations())
+            globals_.push_back(global->clone());
+    }
+
+    // The unit: globals, the class, then the copied functions; through the ordinary passes.
+    Compilation_unit* finish()
+    {
+        St_node* list = node(NODE_DECLARATION_LIST);
+        for (St_node* global : globals_)
+            list->add_child(global);
+        globals_.clear();
+        if (plain_class_) {
+            list->add_child(plain_class_);
+            plain_class_ = nullptr;
+        } else {
+            St_node* blocks = node(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST);
+            for (St_node** block : {&input_block_, &output_block_, &member_block_}) {
+                if ((*block)->child_count() > 0 || *block == member_block_)
+                    blocks->add_child(*block);
+                else
+                    delete *block;
+                *block = nullptr;
+            }
+            c_.shader_class = node(NODE_CLASS_DECLARATION, "shader", {node(NODE_IDENTIFIER, class_name_), blocks});
+            list->add_child(c_.shader_class);
+        }
+        for (St_node* function : c_.functions)
+            list->add_child(function);
+        c_.functions.clear();
+        c_.unit_root = list;
+        auto* unit = new Compilation_unit(TRANS12::mod_trans12->prelude_symbols());
+        unit->set_name(class_name_);
+        unit->set_source_file_name(GENERATED_FILE);
+        unit->set_tree(list);
+        TRANS12::mod_trans12->analyse(*unit);
+        return unit;
+    }
+
+    std::string class_name_;
+
+private:
+    bool cycle(const Graph_node* node)
+    {
+        LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1,
+                            "cannot link a cycle of attachments through node '%s'", node->name.c_str());
+        return false;
+    }
+
+    // The next node that feeds node, advancing the cursor past it; null when all are walked.
+    static Graph_node* next_source(Graph_node* node, size_t& input, size_t& attachment)
+    {
+        while (input < node->inputs.size()) {
+            const Parameter& parameter = node->inputs[input];
+            while (attachment < parameter.attachments.size()) {
+                Graph_node* target = parameter.attachments[attachment++].target_node;
+                if (target)
+                    return target;
+            }
+            ++input;
+            attachment = 0;
+        }
+        return nullptr;
+    }
+
+    static std::string function_name(const St_node* function)
+    {
+        const St_node* declaration = function ? function->find_child(NODE_FUNCTION_DECLARATION) : nullptr;
+        const St_node* declarator = declaration ? declaration->find_child(NODE_FUNCTION_DECLARATOR) : nullptr;
+        const St_node* identifier = declarator ? declarator->find_child(NODE_IDENTIFIER) : nullptr;
+        return identifier && identifier->has_text() ? std::string(identifier->text_view()) : std::string();
+    }
+
+    Compilation_unit* class_unit(Graph_node_class* node_class)
+    {
+        if (node_class->kind() != GRAPH::CLASS_COMPAGE)
+            return node_class->compilation_unit();
+        auto* compound = static_cast<GRAPH::Compage_node_class*>(node_class);
+        if (!compound->unit)
+            compound->unit.reset(link_node_class(compound, c_.context_unit));
+        return compound->unit.get();
+    }
+
+    // Steps after the inputs: the class's method copied once, then this node's call.
+    bool emit_own(Graph_node* graph_node)
+    {
+        Graph_node_class* node_class = graph_node->node_class();
+        if (!node_class)
+            return false;
+        Compilation_unit* unit = class_unit(node_class);
+        if (!unit || !unit->errors().empty())
+            return false;
+        std::string shader_name = GRAPH::make_identifier(node_class->name());
+        Shader_declaration* shader = unit->find_shader(shader_name);
+        if (!shader && c_.context_unit)
+            shader = c_.context_unit->find_shader(shader_name);
+        if (!shader || !shader->main_method)
+            return false;
+        bool is_root = graph_node == c_.root_node;
+        std::string flat = shader_name + "_main" + (is_root && c_.debug ? "_debug" : "");
+        add_unit_functions(*unit);
+        if (c_.function_names.insert(flat).second)
+            c_.functions.push_back(copy_method(*node_class, *graph_node, shader->main_method, flat));
+        emit_call(*graph_node, *node_class, flat, is_root);
+        return true;
+    }
+
+    St_node* copy_method(const Graph_node_class& node_class, const Graph_node& graph_node, const St_node* method,
+                         const std::string& flat)
+    {
+        St_node* copy = method->clone();
+        St_node* function_declaration = copy->find_child(NODE_FUNCTION_DECLARATION);
+        St_node* declarator = function_declaration->find_child(NODE_FUNCTION_DECLARATOR);
+        declarator->find_child(NODE_IDENTIFIER)->set_text(flat);
+        // Annotations belong to the class; only the root keeps its own, on the flat class.
+        for (St_node* owner : {copy, function_declaration})
+            if (St_node* annotations = owner->find_child(NODE_ANNOTATION_BLOCK)) {
+                unlink_child(owner, annotations);
+                delete annotations;
+            }
+        St_node* parameters = function_declaration->find_child(NODE_FUNCTION_PARAMETER_LIST);
+        if (!parameters) {
+            parameters = node(NODE_FUNCTION_PARAMETER_LIST);
+            function_declaration->add_child(parameters);
+        }
+        for (const Parameter& input : graph_node.inputs)
+            if (find_in(node_class.inputs, input.name()))
+                parameters->add_child(function_parameter(input, nullptr));
+        parameters->add_child(node(NODE_FUNCTION_PARAMETER, "state", {node(NODE_SIMPLE_TYPE_SPECIFIER, "State")}));
+        for (const Parameter& output : graph_node.outputs)
+            parameters->add_child(function_parameter(output, "out"));
+        return copy;
+    }
+
+    static St_node* function_parameter(const Parameter& parameter, const char* qualifier)
+    {
+        St_node* result = node(NODE_FUNCTION_PARAMETER, parameter.name());
+        if (qualifier)
+            result->add_child(node(NODE_PARAMETER_QUALIFIER, qualifier));
+        result->add_child(node(NODE_SIMPLE_TYPE_SPECIFIER, parameter.type_name_text()));
+        return result;
+    }
+
+    void emit_call(const Graph_node& graph_node, const Graph_node_class& node_class, const std::string& flat,
+                   bool is_root)
+    {
+        std::string owner = c_.safe(graph_node.name);
+        if (!is_root)
+            for (const Parameter& output : graph_node.outputs)
+                c_.main_body->add_child(declaration(output.type_name_text(), owner + "_" + output.name(), nullptr,
+                                                    output.array_size()));
+        St_node* arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
+        for (const Parameter& input : graph_node.inputs) {
+            // A node parameter that is no class input stands for a state variable or an
+            // expression overridden around the call; that override is not built yet.
+            if (!find_in(node_class.inputs, input.name()))
+                continue;
+            arguments->add_child(argument(graph_node, input, owner));
+        }
+        arguments->add_child(variable("state"));
+        for (const Parameter& output : graph_node.outputs)
+            arguments->add_child(variable(is_root ? std::string(output.name()) : owner + "_" + output.name()));
+        c_.main_body->add_child(statement(node(NODE_FUNCTION_CALL_EXPRESSION, flat, {arguments})));
+    }
+
+    St_node* argument(const Graph_node& graph_node, const Parameter& input, const std::string& owner)
+    {
+        const Attachment* whole = whole_attachment(input);
+        if (whole && input.attachments.size() == 1)
+            return source_expression(*whole);
+        St_node* start = whole ? source_expression(*whole) : value_expression(input, owner);
+        if (input.attachments.empty())
+            return start;
+        // Wires onto members start from the whole value in a temporary.
+        std::string temporary = c_.safe(graph_node.name + "_" + input.name() + "_param");
+        c_.main_body->add_child(declaration(input.type_name_text(), temporary, start, input.array_size()));
+        for (const Attachment& attachment : input.attachments)
+            if (!attachment.member_name.empty())
+                c_.main_body->add_child(
+                    member_assignment(temporary, attachment.member_name, source_expression(attachment)));
+        return variable(temporary);
+    }
+
+    // name.a.b[2] = source, with each step as the tree gives it.
+    static St_node* member_assignment(const std::string& name, const std::string& path, St_node* source)
+    {
+        St_node* left = variable(name);
+        size_t at = 0;
+        while (at < path.size()) {
+            if (path[at] == '.') {
+                ++at;
+                continue;
+            }
+            if (path[at] == '[') {
+                size_t close = path.find(']', at);
+                std::string index = path.substr(at + 1, close == std::string::npos ? std::string::npos : close - at - 1);
+                left = node(NODE_ARRAY_INDEX_EXPRESSION, {}, {left, node(NODE_INT_CONSTANT, index)});
+                at = close == std::string::npos ? path.size() : close + 1;
+                continue;
+            }
+            size_t end = path.find_first_of(".[", at);
+            std::string member = path.substr(at, end == std::string::npos ? std::string::npos : end - at);
+            left = node(NODE_CLASS_MEMBER_REF_EXPRESSION, {}, {left, node(NODE_MEMBER_VARIABLE_ID, member)});
+            at = end == std::string::npos ? path.size() : end;
+        }
+        return assignment(left, source);
+    }
+
+    // The output that an attachment reads: <source node>_<output>, or the compound's own input.
+    St_node* source_expression(const Attachment& attachment)
+    {
+        std::string head;
+        std::string tail;
+        GRAPH::split_path(attachment.target_name.c_str(), head, tail);
+        std::string name = attachment.target_node ? c_.safe(attachment.target_node->name) + "_" + head : head;
+        St_node* expression = variable(c_.safe(name));
+        if (tail.empty())
+            return expression;
+        St_node* holder = member_assignment("x", tail, node(NODE_NO_OP));
+        // Move the built left side over the plain name.
+        St_node* assign = holder->child(0);
+        St_node* left = assign->child(0);
+        St_node* placeholder = node(NODE_NO_OP);
+        assign->replace_child(left, placeholder);
+        delete holder;
+        St_node* innermost = left;
+        while (innermost->child(0) && innermost->child(0)->kind != NODE_VARIABLE_ID)
+            innermost = innermost->child(0);
+        St_node* old = innermost->child(0);
+        innermost->replace_child(old, expression);
+        delete old;
+        return left;
+    }
+
+    bool must_expose(const SYNTAX_TREE::Type& type) const
+    {
+        if (type.array_size() != 1 || is_texture_code(type.code()))
+            return true;
+        if (type.is_struct()) {
+            for (const SYNTAX_TREE::Type* member = type.first_member(); member; member = member->next_member())
+                if (must_expose(*member))
+                    return true;
+            return false;
+        }
+        return c_.inline_constants == 0;
+    }
+
+    // The value of an unattached input: a constant in the code, or an input of the flat shader.
+    St_node* value_expression(const Parameter& parameter, const std::string& owner)
+    {
+        if (parameter.exposure != 0) {
+            bool literal = GRAPH::find_annotation(parameter.annotations, "literal") >= 0;
+            if (literal || (parameter.exposure == 2 && !must_expose(parameter)))
+                if (St_node* constant = constant_expression(parameter, parameter.value))
+                    return constant;
+            std::string name = c_.safe(owner + "_" + parameter.name());
+            if (!declared_inputs_.count(name))
+                declare_input(parameter, owner.c_str());
+            return variable(name);
+        }
+        auto found = declared_inputs_.find(parameter.name());
+        if (found == declared_inputs_.end()) {
+            declare_input(parameter, nullptr);
+        } else if (found->second.type_name != parameter.type_name_text()) {
+            LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1, "global parameters '%s' of type '%s' and '%s'",
+                                parameter.name(), found->second.type_name.c_str(), parameter.type_name_text());
+        } else if (found->second.array_size != parameter.array_size()) {
+            LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1, "global parameters '%s' have different array sizes",
+                                parameter.name());
+        }
+        return variable(parameter.name());
+    }
+
+    St_node* declare(const Parameter& parameter, const std::string& name) const
+    {
+        St_node* initialiser = parameter.value ? constant_expression(parameter, parameter.value) : nullptr;
+        return declaration(parameter.type_name_text(), name, initialiser, parameter.array_size());
+    }
+
+    void declare_input(const Parameter& parameter, const char* prefix)
+    {
+        std::string name = prefix ? c_.safe(std::string(prefix) + "_" + parameter.name()) : parameter.name();
+        declared_inputs_[name] = {parameter.type_name_text(), parameter.array_size()};
+        input_block_->add_child(declare(parameter, name));
+    }
+
+    struct Declared {
+        std::string type_name;
+        uint32_t array_size;
+    };
+
+    Link_context& c_;
+    St_node* input_block_ = nullptr;
+    St_node* output_block_ = nullptr;
+    St_node* member_block_ = nullptr;
+    St_node* plain_class_ = nullptr;
+    std::vector<St_node*> globals_;
+    std::map<std::string, Declared> declared_inputs_;
+};
+
+bool has_errors(const Compilation_unit* unit) { return !unit || !unit->errors().empty(); }
+
+}  // namespace
+
+Link_context::Link_context()
+{
+    for (int byte = 0; byte < 256; ++byte) {
+        bool keep = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9');
+        safe_char[size_t(byte)] = keep ? char(byte) : '_';
+    }
+}
+
+Link_context::~Link_context() = default;
+
+std::string Link_context::safe(const std::string& text) const
+{
+    std::string result(text);
+    for (char& each : result)
+        each = safe_char[uint8_t(each)];
+    if (!result.empty() && result[0] >= '0' && result[0] <= '9')
+        result.insert(result.begin(), '_');
+    return result;
+}
+
+St_node* constant_expression(const SYNTAX_TREE::Type& type, const void* bytes)
+{
+    if (type.array_size() != 1)
+        return nullptr;  // array values are not written as code constants yet
+    uint8_t code = type.code();
+    switch (code) {
+    case TYPE_BOOLEAN:
+        return node(NODE_BOOL_CONSTANT, read<uint8_t>(bytes, 0) ? "true" : "false");
+    case TYPE_INT32:
+        return node(NODE_INT_CONSTANT, std::to_string(read<int32_t>(bytes, 0)));
+    case TYPE_SCALAR:
+        return float_constant(read<float>(bytes, 0));
+    case TYPE_VECTOR2:
+    case TYPE_VECTOR3:
+    case TYPE_VECTOR4:
+        return component_constructor<float>(language_word(code), bytes, uint32_t(code - TYPE_VECTOR2 + 2));
+    case TYPE_COLOR:
+        return component_constructor<float>("Color", bytes, 4);
+    case TYPE_VECTOR2I:
+    case TYPE_VECTOR3I:
+    case TYPE_VECTOR4I:
+        return component_constructor<int32_t>(language_word(code), bytes, uint32_t(code - TYPE_VECTOR2I + 2));
+    case TYPE_VECTOR2B:
+    case TYPE_VECTOR3B:
+    case TYPE_VECTOR4B:
+        return component_constructor<uint8_t>(language_word(code), bytes, uint32_t(code - TYPE_VECTOR2B + 2));
+    default:
+        break;
+    }
+    if (uint32_t count = matrix_components(code))
+        return component_constructor<float>(language_word(code), bytes, count);
+    return nullptr;
+}
+
+Compilation_unit* link_graph(Graph_node* root, const Interface_chain* chain, Compilation_unit* context_unit, bool debug)
+{
+    // Wires to a surrounding compound's interface are read as the compound's own inputs; the
+    // chain that would expand them in place is not walked yet.
+    (void)chain;
+    if (!root || !root->node_class())
+        return nullptr;
+    Link_context context;
+    context.root_node = root;
+    context.context_unit = context_unit;
+    context.debug = debug ? 1 : 0;
+    Linker linker(context);
+    linker.skeleton(root->node_class()->name());
+    linker.declare_root_outputs(*root);
+    Linker::clear_visited({root});
+    if (!linker.emit_node(root))
+        return nullptr;
+    return linker.finish();
+}
+
+Compilation_unit* link_node_class(GRAPH::Compage_node_class* node_class, Compilation_unit* context_unit)
+{
+    if (!node_class)
+        return nullptr;
+    if (compound_nesting >= MAX_COMPOUND_NESTING) {
+        LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1,
+                            "compound '%s' is nested more than %d deep or holds itself", node_class->name(),
+                            MAX_COMPOUND_NESTING);
+        return nullptr;
+    }
+    struct Nesting {
+        Nesting() { ++compound_nesting; }
+        ~Nesting() { --compound_nesting; }
+    } nesting;
+    Link_context context;
+    context.context_unit = context_unit;
+    context.debug = 1;
+    context.inline_constants = 1;
+    Linker linker(context);
+    linker.skeleton(node_class->name());
+    linker.declare_class_parameters(*node_class);
+    Linker::clear_visited(node_class->inner_nodes);
+    if (!linker.emit_outputs(node_class->interface_outputs))
+        return nullptr;
+    return linker.finish();
+}
+
+Compilation_unit* link_for_export(Graph_node* root, const Export_settings& settings, Compilation_unit* context_unit)
+{
+    // Lights, environment and volume are rewritten into the unit by their own step; with none
+    // given the unit is the plain link.
+    if (!settings.lights.empty() || settings.environment || settings.volume) {
+        LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1,
+                            "linking with lights, environment or volume is not supported yet");
+        return nullptr;
+    }
+    return link_graph(root, nullptr, context_unit, false);
+}
+
+Compilation_unit* link_for_export(Graph_node_class* node_class, const Export_settings& settings,
+                                  Compilation_unit* context_unit)
+{
+    if (!node_class)
+        return nullptr;
+    if (!settings.lights.empty() || settings.environment || settings.volume) {
+        LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1,
+                            "linking with lights, environment or volume is not supported yet");
+        return nullptr;
+    }
+    if (node_class->kind() == GRAPH::CLASS_COMPAGE)
+        return link_node_class(static_cast<GRAPH::Compage_node_class*>(node_class), context_unit);
+    Compilation_unit* unit = node_class->compilation_unit();
+    if (has_errors(unit))
+        return nullptr;
+    Shader_declaration* shader = unit->find_shader(node_class->name());
+    if (!shader || !shader->class_node)
+        return nullptr;
+    Link_context context;
+    context.context_unit = context_unit;
+    Linker linker(context);
+    linker.class_name_ = node_class->name();
+    linker.skeleton(node_class->name());
+    linker.add_global_declarations(*unit);
+    linker.add_class_declaration(shader->class_node);
+    linker.add_unit_functions(*unit);
+    return linker.finish();
+}
+
+Compilation_unit* link_as_brdf(GRAPH::Compage_node_class* node_class)
+{
+    if (!node_class || GRAPH::find_annotation(node_class->annotations, "brdf_type") < 0)
+        return nullptr;
+    Link_context context;
+    context.inline_constants = 1;
+    Linker linker(context);
+    linker.skeleton(node_class->name());
+    linker.declare_class_parameters(*node_class);
+    Linker::clear_visited(node_class->inner_nodes);
+    if (!linker.emit_outputs(node_class->interface_outputs))
+        return nullptr;
+    return linker.finish();
+}
+
+}  // namespace FLAT12
+}  // namespace QZ

@@ -1,0 +1,348 @@
+// The graph linker on graphs built in memory from the intrinsic classes: what the flat unit
+// holds (one function per class, one call per node, locals, inputs, member temporaries), that
+// it passes the semantic pass and that glslangValidator takes its GL and FX texts, and that
+// cycles, long chains and nested compounds end cleanly.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "back12/generated_shader.h"
+#include "compiler/compile_options.h"
+#include "compiler/mod_compiler.h"
+#include "flat12/linker.h"
+#include "graph/graph_library.h"
+#include "graph/graph_node.h"
+#include "graph/node_class.h"
+#include "support/test_support.h"
+#include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/diagnostics.h"
+#include "syntax_tree/st_node.h"
+#include "syntax_tree/tree_printer.h"
+#include "system/module.h"
+
+using namespace QZ;
+using namespace QZ::GRAPH;
+using QZ::SYNTAX_TREE::Compilation_unit;
+
+namespace {
+
+struct Graph {
+    Graph_library library;
+    Graph() { library.add_intrinsic_classes(); }
+    Graph_node* node(const char* node_class, const char* name)
+    {
+        Graph_node_class* found = library.find_class(node_class);
+        EXPECT_NE(found, nullptr) << node_class;
+        Graph_node* made = found->create_node(name);
+        library.add_node(made);
+        return made;
+    }
+};
+
+std::string tree(const Compilation_unit& unit) { return SYNTAX_TREE::tree_text(unit.tree()); }
+
+size_t count_of(const std::string& text, const std::string& part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
+        ++count;
+    return count;
+}
+
+bool write(const std::string& path, const std::string* text)
+{
+    std::ofstream out(path, std::ios::binary);
+    if (text)
+        out << *text;
+    return text && out.good();
+}
+
+// The unit has no errors, and both targets' texts are accepted by glslangValidator: GL as
+// desktop GLSL, FX in its HLSL form with the effect-only parts cut as the FX golden test does.
+void expect_valid(Compilation_unit* unit, const std::string& name)
+{
+    ASSERT_NE(unit, nullptr) << name;
+    for (const auto& error : unit->errors())
+        ADD_FAILURE() << name << ": " << SYNTAX_TREE::format_error(error, "__generated") << "\n" << tree(*unit);
+    if (!unit->errors().empty())
+        return;
+    std::string dir = vorn_test::make_temp_dir("linker_" + name);
+    for (const char* target : {"GL", "FX"}) {
+        COMPILER::Compile_options options;
+        options.shader_type = COMPILER::SHADER_SURFACE;
+        options.complete_program = 1;
+        if (std::string(target) == "FX")
+            options.attributes["format"] = "HLSL";
+        std::unique_ptr<BACK12::Generated_shader> shader(
+            COMPILER::mod_compiler->generate_shader(unit, target, options));
+        ASSERT_NE(shader, nullptr) << name << " " << target;
+        if (std::string(target) == "GL") {
+            ASSERT_TRUE(write(dir + "/s.vert", shader->program_text(0)));
+            ASSERT_TRUE(write(dir + "/s.frag", shader->program_text(1)));
+            for (const char* stage : {"vert", "frag"}) {
+                std::string command = "glslangValidator -d " + dir + "/s." + stage + " >" + dir + "/" + stage + ".log 2>&1";
+                EXPECT_EQ(std::system(command.c_str()), 0)
+                    << name << " GL " << stage << ":\n" << vorn_test::read_file(dir + "/" + stage + ".log") << "\n"
+                    << vorn_test::read_file(dir + "/s." + stage);
+            }
+            continue;
+        }
+        ASSERT_TRUE(write(dir + "/s.fx", shader->program_text(0)));
+        std::string cut = "perl -0777 -pe 's/^technique .*?^\\}\\n//ms; s/^texture \\w+ <.*?^>;\\n//msg; "
+                          "s/\\s*=\\s*sampler_state\\s*\\{.*?\\};/;/sg; s/\\b0f\\b/0.0f/g;' " +
+                          dir + "/s.fx >" + dir + "/s.hlsl";
+        ASSERT_EQ(std::system(cut.c_str()), 0);
+        for (const char* stage : {"vert", "frag"}) {
+            std::string entry = std::string(stage) == "vert" ? "vertex_main" : "fragment_main";
+            std::string command = "glslangValidator -D -V --hlsl-dx9-compatible -S " + std::string(stage) + " -e " +
+                                  entry + " -o " + dir + "/s." + stage + ".spv " + dir + "/s.hlsl >" + dir + "/fx." +
+                                  stage + ".log 2>&1";
+            EXPECT_EQ(std::system(command.c_str()), 0)
+                << name << " FX " << stage << ":\n" << vorn_test::read_file(dir + "/fx." + stage + ".log") << "\n"
+                << vorn_test::read_file(dir + "/s.hlsl");
+        }
+    }
+}
+
+void set_color(Graph_node* node, const char* input, float r, float g, float b, float a)
+{
+    float value[4] = {r, g, b, a};
+    node->set_value(*node->find_input(input), value);
+}
+
+// A checker of period 2 over a Scalar: result = fmod(floor(scale) + floor(scale), 2).
+Compage_node_class* checker(Graph& graph)
+{
+    auto* compound = new Compage_node_class("Checker");
+    graph.library.add_compage_class(compound);
+    compound->add_parameter(true, Parameter("scale", SYNTAX_TREE::TYPE_SCALAR));
+    compound->add_parameter(false, Parameter("result", SYNTAX_TREE::TYPE_SCALAR));
+    auto inner = [&](const char* node_class, const char* name) {
+        Graph_node* node = graph.library.find_class(node_class)->create_node(name);
+        compound->add_inner_node(node);
+        return node;
+    };
+    Graph_node* u = inner("Math_Scalar_Floor", "u");
+    Graph_node* v = inner("Math_Scalar_Floor", "v");
+    Graph_node* sum = inner("Math_Scalar_Add", "sum");
+    Graph_node* mod = inner("Math_Scalar_Fmod", "mod");
+    u->attach("input", nullptr, "scale");
+    v->attach("input", nullptr, "scale");
+    sum->attach("left", u, "result");
+    sum->attach("right", v, "result");
+    mod->attach("left", sum, "result");
+    float two = 2.0f;
+    mod->set_value(*mod->find_input("right"), &two);
+    compound->attach_interface("result", mod, "result");
+    return compound;
+}
+
+}  // namespace
+
+TEST(Linker, a_lone_root_reads_its_unattached_inputs_as_shader_inputs_with_their_values)
+{
+    Graph graph;
+    Graph_node* root = graph.node("Math_Color_Add", "root");
+    set_color(root, "left", 1.0f, 0.5f, 0.0f, 1.0f);
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
+    expect_valid(unit.get(), "lone_root");
+    ASSERT_TRUE(unit);
+    std::string text = tree(*unit);
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"root_left\""), 1u) << text;
+    EXPECT_EQ(count_of(text, "FLOAT_CONSTANT \"0.500000\""), 1u) << "the value as the input's initialiser";
+    EXPECT_EQ(count_of(text, "FUNCTION_CALL_EXPRESSION \"Math_Color_Add_main\""), 1u);
+    // The root's outputs are the class's: no local, the call writes them.
+    EXPECT_EQ(count_of(text, "root_result"), 0u);
+    ASSERT_NE(unit->find_shader("Math_Color_Add"), nullptr);
+}
+
+TEST(Linker, shared_nodes_are_called_once_and_one_class_gives_one_function)
+{
+    // s = sin(x); a = s + s2 where s2 = sin(s); root.left.r = a, root.left.g = s.
+    Graph graph;
+    Graph_node* s = graph.node("Math_Scalar_Sin", "s");
+    Graph_node* s2 = graph.node("Math_Scalar_Sin", "s2");
+    Graph_node* a = graph.node("Math_Scalar_Add", "a");
+    Graph_node* root = graph.node("Math_Color_Add", "root");
+    s2->attach("input", s, "result");
+    a->attach("left", s, "result");
+    a->attach("right", s2, "result");
+    root->attach("left.r", a, "result");
+    root->attach("left.g", s, "result");
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
+    expect_valid(unit.get(), "shared");
+    ASSERT_TRUE(unit);
+    std::string text = tree(*unit);
+    EXPECT_EQ(count_of(text, "IDENTIFIER \"Math_Scalar_Sin_main\""), 1u) << "one function for two nodes";
+    EXPECT_EQ(count_of(text, "FUNCTION_CALL_EXPRESSION \"Math_Scalar_Sin_main\""), 2u);
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"s_result\""), 1u) << "s feeds three inputs, runs once";
+    // Post-order: s before s2 before a before root.
+    size_t at_s = text.find("INIT_IDENTIFIER \"s_result\"");
+    size_t at_s2 = text.find("INIT_IDENTIFIER \"s2_result\"");
+    size_t at_a = text.find("INIT_IDENTIFIER \"a_result\"");
+    size_t at_root = text.find("FUNCTION_CALL_EXPRESSION \"Math_Color_Add_main\"");
+    EXPECT_LT(at_s, at_s2);
+    EXPECT_LT(at_s2, at_a);
+    EXPECT_LT(at_a, at_root);
+    // Member wires start from the default in a temporary.
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"root_left_param\""), 1u);
+    EXPECT_EQ(count_of(text, "MEMBER_VARIABLE_ID \"r\""), 1u);
+    EXPECT_EQ(count_of(text, "MEMBER_VARIABLE_ID \"g\""), 1u);
+}
+
+TEST(Linker, debug_root_names_and_unclean_node_names)
+{
+    Graph graph;
+    Graph_node* first = graph.node("Math_Scalar_Cos", "2nd pass");
+    Graph_node* root = graph.node("Math_Color_Add", "root");
+    root->attach("right.b", first, "result");
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, true));
+    expect_valid(unit.get(), "debug");
+    ASSERT_TRUE(unit);
+    std::string text = tree(*unit);
+    EXPECT_EQ(count_of(text, "IDENTIFIER \"Math_Color_Add_main_debug\""), 1u);
+    EXPECT_EQ(count_of(text, "IDENTIFIER \"Math_Scalar_Cos_main\""), 1u) << "only the root takes the suffix";
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"_2nd_pass_result\""), 1u) << text;
+}
+
+TEST(Linker, a_compound_links_its_inner_graph_once_and_its_node_calls_it)
+{
+    Graph graph;
+    Compage_node_class* compound = checker(graph);
+    std::unique_ptr<Compilation_unit> inner(FLAT12::link_node_class(compound, nullptr));
+    expect_valid(inner.get(), "compound_class");
+    ASSERT_TRUE(inner);
+    std::string inner_text = tree(*inner);
+    // Inside a compound, plain values become code constants.
+    EXPECT_EQ(count_of(inner_text, "FLOAT_CONSTANT \"2.000000\""), 1u) << inner_text;
+    EXPECT_EQ(count_of(inner_text, "FUNCTION_CALL_EXPRESSION \"Math_Scalar_Floor_main\""), 2u);
+    EXPECT_EQ(count_of(inner_text, "VARIABLE_ID \"scale\""), 2u) << "interface wires read the class input";
+
+    Graph_node* tile = graph.node("Checker", "tile");
+    Graph_node* root = graph.node("Math_Color_Multiply", "root");
+    root->attach("left.g", tile, "result");
+    set_color(root, "right", 1.0f, 1.0f, 1.0f, 1.0f);
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
+    expect_valid(unit.get(), "compound_node");
+    ASSERT_TRUE(unit);
+    ASSERT_NE(compound->unit, nullptr) << "the class keeps its linked unit";
+    std::string text = tree(*unit);
+    EXPECT_EQ(count_of(text, "FUNCTION_CALL_EXPRESSION \"Checker_main\""), 1u) << text;
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"tile_scale\""), 1u);
+}
+
+TEST(Linker, a_compound_output_left_unattached_keeps_its_default)
+{
+    Graph graph;
+    auto* compound = new Compage_node_class("Flat");
+    graph.library.add_compage_class(compound);
+    Parameter output("result", SYNTAX_TREE::TYPE_COLOR);
+    float grey[4] = {0.25f, 0.25f, 0.25f, 1.0f};
+    output.set_value(grey);
+    compound->add_parameter(false, output);
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_node_class(compound, nullptr));
+    expect_valid(unit.get(), "unattached_output");
+    ASSERT_TRUE(unit);
+    std::string text = tree(*unit);
+    EXPECT_EQ(count_of(text, "FLOAT_CONSTANT \"0.250000\""), 3u) << text;
+    EXPECT_EQ(count_of(text, "EXPRESSION_STATEMENT"), 0u) << "main is empty";
+}
+
+TEST(Linker, cycles_and_self_holding_compounds_end_the_link_with_a_log_line)
+{
+    Graph graph;
+    Graph_node* a = graph.node("Math_Scalar_Sin", "alpha");
+    Graph_node* b = graph.node("Math_Scalar_Cos", "beta");
+    Graph_node* root = graph.node("Math_Color_Add", "root");
+    a->attach("input", b, "result");
+    b->attach("input", a, "result");
+    root->attach("left.r", a, "result");
+    {
+        vorn_test::Log_capture log;
+        EXPECT_EQ(FLAT12::link_graph(root, nullptr, nullptr, false), nullptr);
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_EQ(log.lines()[0].module, SYSTEM::MODULE_CL12);
+        EXPECT_TRUE(log.contains("cycle of attachments through node 'alpha'")) << log.lines()[0].text;
+    }
+    // A node wired to itself is the smallest cycle.
+    Graph_node* self = graph.node("Math_Scalar_Sin", "self");
+    self->attach("input", self, "result");
+    vorn_test::Log_capture log;
+    EXPECT_EQ(FLAT12::link_graph(self, nullptr, nullptr, false), nullptr);
+    EXPECT_TRUE(log.contains("through node 'self'"));
+
+    // A compound whose inner graph holds a node of itself.
+    auto* loop = new Compage_node_class("Loop");
+    graph.library.add_compage_class(loop);
+    loop->add_parameter(false, Parameter("result", SYNTAX_TREE::TYPE_SCALAR));
+    Graph_node* inner = loop->create_node("inner");
+    loop->add_inner_node(inner);
+    loop->attach_interface("result", inner, "result");
+    vorn_test::Log_capture nested;
+    EXPECT_EQ(FLAT12::link_node_class(loop, nullptr), nullptr);
+    EXPECT_TRUE(nested.contains("compound 'Loop' is nested more than"));
+}
+
+TEST(Linker, a_long_chain_links_without_deep_recursion)
+{
+    Graph graph;
+    Graph_node* previous = graph.node("Math_Scalar_Sin", "n0");
+    for (int i = 1; i < 5000; ++i) {
+        Graph_node* next = graph.node("Math_Scalar_Sin", ("n" + std::to_string(i)).c_str());
+        next->attach("input", previous, "result");
+        previous = next;
+    }
+    Graph_node* root = graph.node("Math_Color_Add", "root");
+    root->attach("left.r", previous, "result");
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
+    ASSERT_NE(unit, nullptr);
+    EXPECT_TRUE(unit->errors().empty());
+}
+
+TEST(Linker, global_parameters_merge_by_name_and_a_type_clash_is_one_error)
+{
+    Graph graph;
+    Graph_node* x = graph.node("Math_Scalar_Sin", "x");
+    Graph_node* y = graph.node("Math_Int_Abs", "y");
+    Graph_node* z = graph.node("Math_Scalar_Cos", "z");
+    for (Graph_node* each : {x, y, z})
+        each->find_input("input")->exposure = 0;
+    Graph_node* root = graph.node("Math_Color_Add", "root");
+    root->attach("left.r", x, "result");
+    root->attach("left.g", y, "result");
+    root->attach("left.b", z, "result");
+    vorn_test::Log_capture log;
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
+    expect_valid(unit.get(), "globals");
+    ASSERT_TRUE(unit);
+    size_t linker_lines = 0;
+    for (const auto& line : log.lines())
+        linker_lines += line.module == SYSTEM::MODULE_CL12 ? 1 : 0;
+    EXPECT_EQ(linker_lines, 1u);
+    EXPECT_TRUE(log.contains("global parameters 'input' of type 'Scalar' and 'Int'"));
+    EXPECT_EQ(count_of(tree(*unit), "INIT_IDENTIFIER \"input\""), 1u) << "one input, typed by the first met";
+}
+
+TEST(Linker, constants_print_floats_with_a_point_and_every_vector_shape)
+{
+    using SYNTAX_TREE::Type;
+    auto text_of = [](uint8_t code, const void* bytes) {
+        std::unique_ptr<SYNTAX_TREE::St_node> node(FLAT12::constant_expression(Type(nullptr, code), bytes));
+        return node ? SYNTAX_TREE::tree_text(node.get()) : std::string("null");
+    };
+    float one = 1.0f;
+    EXPECT_NE(text_of(SYNTAX_TREE::TYPE_SCALAR, &one).find("FLOAT_CONSTANT \"1.000000\""), std::string::npos);
+    EXPECT_NE(text_of(SYNTAX_TREE::TYPE_SCALAR, nullptr).find("\"0.000000\""), std::string::npos);
+    int32_t minus = -3;
+    EXPECT_NE(text_of(SYNTAX_TREE::TYPE_INT32, &minus).find("INT_CONSTANT \"-3\""), std::string::npos);
+    uint8_t yes = 1;
+    EXPECT_NE(text_of(SYNTAX_TREE::TYPE_BOOLEAN, &yes).find("\"true\""), std::string::npos);
+    float values[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    std::string matrix = text_of(SYNTAX_TREE::Type_code(SYNTAX_TREE::matrix_code(4, 3)), values);
+    EXPECT_EQ(count_of(matrix, "FLOAT_CONSTANT"), 12u) << matrix;
+    EXPECT_NE(matrix.find("\"12.000000\""), std::string::npos);
+    EXPECT_EQ(count_of(text_of(SYNTAX_TREE::TYPE_COLOR, values), "FLOAT_CONSTANT"), 4u);
+}
