@@ -506,22 +506,39 @@ void Compilation_unit::add_error(const St_node& node, uint32_t number, std::stri
 
 // Shader links
 
-std::vector<Shader_declaration*> Compilation_unit::lending_ancestors(Shader_declaration& shader) const
+std::vector<size_t> Compilation_unit::lending_positions(const Shader_declaration& shader) const
 {
     // Breadth first over the parent names: a cycle or a shared grandparent is visited once, and
-    // no chain of parents, however long, costs stack.
-    std::vector<Shader_declaration*> result;
-    std::unordered_set<const Shader_declaration*> seen{&shader};
-    std::vector<Shader_declaration*> work{&shader};
-    for (size_t next = 0; next < work.size(); ++next) {
-        for (const std::string& parent_name : work[next]->parent_names) {
-            Shader_declaration* parent = find_shader(parent_name);
-            if (!parent || parent->is_technique() || !seen.insert(parent).second)
+    // no chain of parents, however long, costs stack. Marks in a flat vector rather than a hash
+    // set: this runs once per shader, so its constant counts on long chains.
+    std::vector<size_t> result;
+    std::vector<bool> seen(shaders_.size());
+    const int32_t* self = shader_positions_.find(shader.name);
+    if (self && shaders_[size_t(*self)].get() == &shader)
+        seen[size_t(*self)] = true;
+    const Shader_declaration* current = &shader;
+    for (size_t next = 0;; ++next) {
+        for (const std::string& parent_name : current->parent_names) {
+            const int32_t* position = shader_positions_.find(parent_name);
+            if (!position || seen[size_t(*position)])
                 continue;
-            result.push_back(parent);
-            work.push_back(parent);
+            seen[size_t(*position)] = true;
+            if (shaders_[size_t(*position)]->is_technique())
+                continue;
+            result.push_back(size_t(*position));
         }
+        if (next == result.size())
+            break;
+        current = shaders_[result[next]].get();
     }
+    return result;
+}
+
+std::vector<Shader_declaration*> Compilation_unit::lending_ancestors(Shader_declaration& shader) const
+{
+    std::vector<Shader_declaration*> result;
+    for (size_t position : lending_positions(shader))
+        result.push_back(shaders_[position].get());
     return result;
 }
 
@@ -547,20 +564,10 @@ const St_node* parent_specifier(const St_node* class_node, const std::string& na
     return class_node;
 }
 
-bool declares_name(const std::vector<St_node*>& declarations, size_t count, std::string_view name)
-{
-    std::vector<const St_node*> names;
-    for (size_t i = 0; i < count && i < declarations.size(); ++i)
-        declared_names(declarations[i], names);
-    for (const St_node* node : names)
-        if (node->text_view() == name)
-            return true;
-    return false;
-}
-
 }  // namespace
 
-void Compilation_unit::link_shader(Shader_declaration& shader)
+void Compilation_unit::link_shader(Shader_declaration& shader,
+                                   const std::vector<std::vector<std::string_view>>& io_names)
 {
     St_node* position = shader.class_node;
     for (const std::string& parent_name : shader.parent_names) {
@@ -574,19 +581,19 @@ void Compilation_unit::link_shader(Shader_declaration& shader)
         shader.parents.push_back(parent);
     }
 
-    for (Shader_declaration* ancestor : lending_ancestors(shader)) {
+    std::vector<const St_node*> own_names[2];
+    for (size_t i = 0; i < shader.own_inputs && i < shader.input_variables.size(); ++i)
+        declared_names(shader.input_variables[i], own_names[0]);
+    for (size_t i = 0; i < shader.own_outputs && i < shader.output_variables.size(); ++i)
+        declared_names(shader.output_variables[i], own_names[1]);
+    for (size_t index : lending_positions(shader)) {
+        Shader_declaration* ancestor = shaders_[index].get();
         // An own input or output that repeats a name of the ancestor's.
-        for (auto* own : {&shader.input_variables, &shader.output_variables}) {
-            size_t own_count = own == &shader.input_variables ? shader.own_inputs : shader.own_outputs;
-            for (size_t i = 0; i < own_count; ++i) {
-                std::vector<const St_node*> names;
-                declared_names((*own)[i], names);
-                for (const St_node* name : names)
-                    if (declares_name(ancestor->input_variables, ancestor->own_inputs, name->text_view()) ||
-                        declares_name(ancestor->output_variables, ancestor->own_outputs, name->text_view()))
-                        add_error(*name, 42, name->text_view());
-            }
-        }
+        const std::vector<std::string_view>& taken = io_names[index];
+        for (const auto& names : own_names)
+            for (const St_node* name : names)
+                if (std::binary_search(taken.begin(), taken.end(), name->text_view()))
+                    add_error(*name, 42, name->text_view());
         auto lend = [](std::vector<St_node*>& to, const std::vector<St_node*>& from, size_t count) {
             to.insert(to.end(), from.begin(), from.begin() + std::ptrdiff_t(std::min(count, from.size())));
         };
@@ -620,19 +627,32 @@ void Compilation_unit::link_shaders()
         shader->own_members = shader->member_variables.size();
         shader->own_methods = shader->methods.size();
     }
+    // The names of each shader's own inputs and outputs, sorted, so that checking a shader
+    // against each ancestor does not walk the ancestor's declarations again.
+    std::vector<std::vector<std::string_view>> io_names(shaders_.size());
+    for (size_t i = 0; i < shaders_.size(); ++i) {
+        std::vector<const St_node*> names;
+        const Shader_declaration& shader = *shaders_[i];
+        for (size_t j = 0; j < shader.own_inputs; ++j)
+            declared_names(shader.input_variables[j], names);
+        for (size_t j = 0; j < shader.own_outputs; ++j)
+            declared_names(shader.output_variables[j], names);
+        for (const St_node* name : names)
+            io_names[i].push_back(name->text_view());
+        std::sort(io_names[i].begin(), io_names[i].end());
+    }
     for (auto& shader : shaders_)
-        link_shader(*shader);
+        link_shader(*shader, io_names);
 }
 
 void Compilation_unit::join_light_flags()
 {
-    std::unordered_set<const Shader_declaration*> own;
+    std::vector<bool> own(shaders_.size());
+    for (size_t i = 0; i < shaders_.size(); ++i)
+        own[i] = shaders_[i]->uses_lights;
     for (auto& shader : shaders_)
-        if (shader->uses_lights)
-            own.insert(shader.get());
-    for (auto& shader : shaders_)
-        for (Shader_declaration* ancestor : lending_ancestors(*shader))
-            if (own.count(ancestor))
+        for (size_t position : lending_positions(*shader))
+            if (own[position])
                 shader->uses_lights = true;
 }
 

@@ -219,7 +219,10 @@ private:
     // The ancestors that lend to shader, nearest first, each once; technique parents lend
     // nothing and are not gone through.
     std::vector<Shader_declaration*> lending_ancestors(Shader_declaration& shader) const;
-    void link_shader(Shader_declaration& shader);
+    // The same, as positions in shaders_.
+    std::vector<size_t> lending_positions(const Shader_declaration& shader) const;
+    // io_names: the sorted names of each shader's own inputs and outputs, by position.
+    void link_shader(Shader_declaration& shader, const std::vector<std::vector<std::string_view>>& io_names);
 
     std::shared_ptr<const Prelude_symbols> prelude_;
     std::string name_;

@@ -286,6 +286,52 @@ TEST(Prepass, ParentCyclesEndAndTechniqueParentsLendNothing)
     EXPECT_EQ(p.unit->find_shader("D")->input_variables.size(), 0u);
 }
 
+// Link_0 : Link_1 : ... : Link_{count-1}; each declares an input, an output and a method of its own.
+std::string shader_chain(int count, const std::string& first_body)
+{
+    std::string text;
+    for (int i = count - 1; i >= 0; --i) {
+        std::string n = std::to_string(i);
+        text += "shader Link_" + n + (i + 1 < count ? " : Link_" + std::to_string(i + 1) : "") + " { input: Scalar gain_" +
+                n + " = 1.0; output: Color result_" + n + "; Scalar twice_" + n + "() { return gain_" + n +
+                " * 2.0; } void main() { " + (i == 0 ? first_body : "") + " } };\n";
+    }
+    return text;
+}
+
+TEST(Prepass, LongChainsLendEveryAncestorNearestFirst)
+{
+    const int count = 300;
+    auto p = prepass(shader_chain(count, ""));
+    EXPECT_TRUE(p.numbers.empty());
+    Shader_declaration* first = p.unit->find_shader("Link_0");
+    ASSERT_EQ(first->input_variables.size(), size_t(count));
+    ASSERT_EQ(first->methods.size(), size_t(count));  // main is kept apart
+    for (int i : {0, 1, 150, count - 1}) {
+        const St_node* list = first->input_variables[size_t(i)]->find_child(NODE_INIT_IDENTIFIER_LIST);
+        ASSERT_TRUE(list && list->first_child);
+        EXPECT_EQ(list->first_child->text_view(), "gain_" + std::to_string(i));
+    }
+    EXPECT_EQ(p.unit->find_shader("Link_150")->input_variables.size(), size_t(count - 150));
+    EXPECT_EQ(p.unit->find_shader("Link_299")->input_variables.size(), 1u);
+
+    // A name repeated far down the chain is reported once, for the ancestor that declares it.
+    auto repeated = prepass(shader_chain(count, "") +
+                            "shader Top : Link_0 { input: Scalar gain_250; Scalar gain_7; void main() { } };\n");
+    EXPECT_EQ(repeated.numbers, (std::vector<uint32_t>{42, 42}));
+    EXPECT_EQ(repeated.unit->find_shader("Top")->input_variables.size(), size_t(count + 2));
+}
+
+TEST(Prepass, LongChainsResolveDistantMembersAndMethods)
+{
+    const int count = 300;
+    auto resolved = compile(shader_chain(count, "result_0 = Color(twice_299() + gain_299, gain_150, twice_0(), 1.0);"));
+    EXPECT_TRUE(resolved.messages.empty()) << resolved.messages.front();
+    // The same names one past the end of the chain are unknown.
+    auto unknown = compile(shader_chain(count, "result_0 = Color(twice_300(), gain_300, 0.0, 1.0);"));
+    EXPECT_EQ(unknown.messages.size(), 2u);
+}
+
 TEST(Prepass, ImportsThroughTheResolver)
 {
     std::vector<std::string> asked;
