@@ -154,7 +154,8 @@ Graph_node_class* Graph_library::class_at(uint32_t index) const
 
 bool Graph_library::remove_node(Graph_node* node)
 {
-    if (!node || node->owner_ != this || !erase_last(nodes, node))
+    // Only the list is asked: a node already removed (and deleted) must not be read.
+    if (!node || !erase_last(nodes, node))
         return false;
     if (observer)
         observer->library_node_removed(this, node);
@@ -165,7 +166,7 @@ bool Graph_library::remove_node(Graph_node* node)
 
 bool Graph_library::remove_class(Graph_node_class* node_class)
 {
-    if (!node_class || node_class->owner_ != this)
+    if (!node_class)
         return false;
     if (!erase_last(velar_classes, node_class) && !erase_last(compage_classes, node_class))
         return false;
