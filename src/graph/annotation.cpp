@@ -43,13 +43,7 @@ Annotation::~Annotation() { free_value(*this, value); }
 // Swaps every field, so that other's destructor frees what this held.
 void Annotation::take_from(Annotation& other) noexcept
 {
-    std::swap(name_, other.name_);
-    std::swap(code_, other.code_);
-    std::swap(modifiers_, other.modifiers_);
-    std::swap(array_size_, other.array_size_);
-    std::swap(first_member_, other.first_member_);
-    std::swap(next_member_, other.next_member_);
-    std::swap(type_name_, other.type_name_);
+    swap_type_fields(other);
     std::swap(value, other.value);
 }
 

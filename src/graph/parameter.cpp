@@ -58,13 +58,7 @@ Parameter::~Parameter() { free_value(*this, value); }
 // Swaps every field, so that other's destructor frees what this held.
 void Parameter::take_from(Parameter& other) noexcept
 {
-    std::swap(name_, other.name_);
-    std::swap(code_, other.code_);
-    std::swap(modifiers_, other.modifiers_);
-    std::swap(array_size_, other.array_size_);
-    std::swap(first_member_, other.first_member_);
-    std::swap(next_member_, other.next_member_);
-    std::swap(type_name_, other.type_name_);
+    swap_type_fields(other);
     std::swap(attachments, other.attachments);
     std::swap(value, other.value);
     std::swap(annotations, other.annotations);

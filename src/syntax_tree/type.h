@@ -2,6 +2,7 @@
 // Named_type and Enum_type classes that units keep in their tables.
 #pragma once
 
+#include <utility>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -224,6 +225,17 @@ public:
     const char* type_name_text() const override;
 
 protected:
+    // Trades every field of the type with other's, so that a derived value can move by swapping.
+    void swap_type_fields(Named_type& other) noexcept
+    {
+        std::swap(name_, other.name_);
+        std::swap(code_, other.code_);
+        std::swap(modifiers_, other.modifiers_);
+        std::swap(array_size_, other.array_size_);
+        std::swap(first_member_, other.first_member_);
+        std::swap(next_member_, other.next_member_);
+        std::swap(type_name_, other.type_name_);
+    }
     Type* clone_node() const override;
 
     char* type_name_ = nullptr;
