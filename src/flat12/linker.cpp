@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "graph/annotation.h"
@@ -161,6 +162,25 @@ public:
         c_.functions.clear();
     }
 
+    // Appends at the remembered end of parent's list: the tree's own add_child walks the list,
+    // which would make main, the input block and the unit quadratic in the number of nodes.
+    void append(St_node* parent, St_node* child)
+    {
+        if (!child)
+            return;
+        St_node*& last = tails_[parent];
+        if (!last)
+            last = parent->first_child;
+        if (!last) {
+            parent->first_child = child;
+        } else {
+            while (last->next_sibling)
+                last = last->next_sibling;
+            last->next_sibling = child;
+        }
+        last = child;
+    }
+
     void skeleton(const char* class_name)
     {
         class_name_ = GRAPH::make_identifier(class_name);
@@ -182,13 +202,13 @@ public:
         for (const Parameter& input : node_class.inputs)
             declare_input(input, nullptr);
         for (const Parameter& output : node_class.outputs)
-            output_block_->add_child(declare(output, output.name()));
+            append(output_block_, declare(output, output.name()));
     }
 
     void declare_root_outputs(const Graph_node& root)
     {
         for (const Parameter& output : root.outputs)
-            output_block_->add_child(declare(output, output.name()));
+            append(output_block_, declare(output, output.name()));
     }
 
     // Marks every node reachable from roots as unvisited, walking a worklist so that a cycle or
@@ -258,10 +278,10 @@ public:
         for (const Parameter& output : outputs) {
             const Attachment* whole = whole_attachment(output);
             if (whole)
-                c_.main_body->add_child(assignment(variable(output.name()), source_expression(*whole)));
+                append(c_.main_body, assignment(variable(output.name()), source_expression(*whole)));
             for (const Attachment& attachment : output.attachments)
                 if (!attachment.member_name.empty())
-                    c_.main_body->add_child(member_assignment(output.name(), attachment.member_name,
+                    append(c_.main_body, member_assignment(output.name(), attachment.member_name,
                                                               source_expression(attachment)));
         }
         return true;
@@ -290,10 +310,10 @@ public:
     {
         St_node* list = node(NODE_DECLARATION_LIST);
         for (St_node* global : globals_)
-            list->add_child(global);
+            append(list, global);
         globals_.clear();
         if (plain_class_) {
-            list->add_child(plain_class_);
+            append(list, plain_class_);
             plain_class_ = nullptr;
         } else {
             St_node* blocks = node(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST);
@@ -305,11 +325,12 @@ public:
                 *block = nullptr;
             }
             c_.shader_class = node(NODE_CLASS_DECLARATION, "shader", {node(NODE_IDENTIFIER, class_name_), blocks});
-            list->add_child(c_.shader_class);
+            append(list, c_.shader_class);
         }
         for (St_node* function : c_.functions)
-            list->add_child(function);
+            append(list, function);
         c_.functions.clear();
+        tails_.clear();
         c_.unit_root = list;
         auto* unit = new Compilation_unit(TRANS12::mod_trans12->prelude_symbols());
         unit->set_name(class_name_);
@@ -429,7 +450,7 @@ private:
         std::string owner = c_.safe(graph_node.name);
         if (!is_root)
             for (const Parameter& output : graph_node.outputs)
-                c_.main_body->add_child(declaration(output.type_name_text(), owner + "_" + output.name(), nullptr,
+                append(c_.main_body, declaration(output.type_name_text(), owner + "_" + output.name(), nullptr,
                                                     output.array_size()));
         St_node* arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
         for (const Parameter& input : graph_node.inputs) {
@@ -442,7 +463,7 @@ private:
         arguments->add_child(variable("state"));
         for (const Parameter& output : graph_node.outputs)
             arguments->add_child(variable(is_root ? std::string(output.name()) : owner + "_" + output.name()));
-        c_.main_body->add_child(statement(node(NODE_FUNCTION_CALL_EXPRESSION, flat, {arguments})));
+        append(c_.main_body, statement(node(NODE_FUNCTION_CALL_EXPRESSION, flat, {arguments})));
     }
 
     St_node* argument(const Graph_node& graph_node, const Parameter& input, const std::string& owner)
@@ -455,11 +476,11 @@ private:
             return start;
         // Wires onto members start from the whole value in a temporary.
         std::string temporary = c_.safe(graph_node.name + "_" + input.name() + "_param");
-        c_.main_body->add_child(declaration(input.type_name_text(), temporary, start, input.array_size()));
+        append(c_.main_body, declaration(input.type_name_text(), temporary, start, input.array_size()));
         for (const Attachment& attachment : input.attachments)
             if (!attachment.member_name.empty())
-                c_.main_body->add_child(
-                    member_assignment(temporary, attachment.member_name, source_expression(attachment)));
+                append(c_.main_body,
+                       member_assignment(temporary, attachment.member_name, source_expression(attachment)));
         return variable(temporary);
     }
 
@@ -563,7 +584,7 @@ private:
     {
         std::string name = prefix ? c_.safe(std::string(prefix) + "_" + parameter.name()) : parameter.name();
         declared_inputs_[name] = {parameter.type_name_text(), parameter.array_size()};
-        input_block_->add_child(declare(parameter, name));
+        append(input_block_, declare(parameter, name));
     }
 
     struct Declared {
@@ -578,6 +599,7 @@ private:
     St_node* plain_class_ = nullptr;
     std::vector<St_node*> globals_;
     std::map<std::string, Declared> declared_inputs_;
+    std::unordered_map<St_node*, St_node*> tails_;
 };
 
 bool has_errors(const Compilation_unit* unit) { return !unit || !unit->errors().empty(); }

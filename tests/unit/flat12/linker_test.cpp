@@ -290,7 +290,7 @@ TEST(Linker, a_long_chain_links_without_deep_recursion)
 {
     Graph graph;
     Graph_node* previous = graph.node("Math_Scalar_Sin", "n0");
-    for (int i = 1; i < 5000; ++i) {
+    for (int i = 1; i < 100000; ++i) {
         Graph_node* next = graph.node("Math_Scalar_Sin", ("n" + std::to_string(i)).c_str());
         next->attach("input", previous, "result");
         previous = next;
