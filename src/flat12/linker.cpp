@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "front12/ovrel_parser.h"
 #include "graph/annotation.h"
 #include "graph/graph_node.h"
 #include "graph/node_class.h"
@@ -451,19 +452,99 @@ private:
         if (!is_root)
             for (const Parameter& output : graph_node.outputs)
                 append(c_.main_body, declaration(output.type_name_text(), owner + "_" + output.name(), nullptr,
-                                                    output.array_size()));
+                                                 output.array_size()));
         St_node* arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
+        std::vector<Override> overrides;
         for (const Parameter& input : graph_node.inputs) {
-            // A node parameter that is no class input stands for a state variable or an
-            // expression overridden around the call; that override is not built yet.
-            if (!find_in(node_class.inputs, input.name()))
+            St_node* value = argument(graph_node, input, owner);
+            if (find_in(node_class.inputs, input.name())) {
+                append(arguments, value);
                 continue;
-            arguments->add_child(argument(graph_node, input, owner));
+            }
+            // A node parameter that is no class input names a state variable or an expression
+            // that takes the value for the length of this call.
+            if (St_node* target = override_target(graph_node, input))
+                overrides.push_back({target, value, &input});
+            else
+                delete value;
         }
-        arguments->add_child(variable("state"));
+        append(arguments, variable("state"));
         for (const Parameter& output : graph_node.outputs)
-            arguments->add_child(variable(is_root ? std::string(output.name()) : owner + "_" + output.name()));
-        append(c_.main_body, statement(node(NODE_FUNCTION_CALL_EXPRESSION, flat, {arguments})));
+            append(arguments, variable(is_root ? std::string(output.name()) : owner + "_" + output.name()));
+        St_node* call = statement(node(NODE_FUNCTION_CALL_EXPRESSION, flat, {arguments}));
+        append(c_.main_body, overrides.empty() ? call : around(overrides, call));
+    }
+
+    struct Override {
+        St_node* target;  // the expression overridden, owned until placed
+        St_node* value;
+        const Parameter* parameter;
+    };
+
+    // { T temp0 = target; target = value; ...; call; ...; target = temp0; }
+    St_node* around(const std::vector<Override>& overrides, St_node* call)
+    {
+        St_node* block = node(NODE_STATEMENT_BLOCK);
+        std::vector<std::string> saved;
+        for (const Override& each : overrides) {
+            saved.push_back("temp" + std::to_string(temporaries_++));
+            append(block, declaration(each.parameter->type_name_text(), saved.back(), each.target->clone(),
+                                      each.parameter->array_size()));
+            append(block, assignment(each.target->clone(), each.value));
+        }
+        append(block, call);
+        // Last saved, first restored: a member saved after its whole was replaced must come
+        // back before the whole does.
+        for (size_t i = overrides.size(); i-- > 0;)
+            append(block, assignment(overrides[i].target, variable(saved[i])));
+        return block;
+    }
+
+    // The parameter's name, braces stripped, as an expression that can be assigned; null (and
+    // a log line) for a text that does not parse or names no place to store into.
+    St_node* override_target(const Graph_node& graph_node, const Parameter& parameter)
+    {
+        std::string text = parameter.name();
+        if (text.size() >= 2 && text.front() == '{' && text.back() == '}')
+            text = text.substr(1, text.size() - 2);
+        Error_list errors;
+        St_node* parsed = FRONT12::parse_expression(text, errors);
+        if (!parsed || !errors.empty()) {
+            delete parsed;
+            LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1,
+                                "parameter '%s' of node '%s' is neither an input of its class nor an expression",
+                                parameter.name(), graph_node.name.c_str());
+            return nullptr;
+        }
+        if (!is_assignable(parsed)) {
+            delete parsed;
+            LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1,
+                                "parameter '%s' of node '%s' names no variable that a value can be given to",
+                                parameter.name(), graph_node.name.c_str());
+            return nullptr;
+        }
+        mark_generated(parsed);
+        return parsed;
+    }
+
+    // A name, or members and elements of one: what an assignment can store into.
+    static bool is_assignable(const St_node* expression)
+    {
+        while (expression->kind == NODE_CLASS_MEMBER_REF_EXPRESSION || expression->kind == NODE_ARRAY_INDEX_EXPRESSION)
+            expression = expression->first_child;
+        return expression && expression->kind == NODE_VARIABLE_ID;
+    }
+
+    static void mark_generated(St_node* tree)
+    {
+        std::vector<St_node*> work{tree};
+        while (!work.empty()) {
+            St_node* each = work.back();
+            work.pop_back();
+            each->file = generated_file();
+            for (St_node* child = each->first_child; child; child = child->next_sibling)
+                work.push_back(child);
+        }
     }
 
     St_node* argument(const Graph_node& graph_node, const Parameter& input, const std::string& owner)
@@ -600,6 +681,7 @@ private:
     std::vector<St_node*> globals_;
     std::map<std::string, Declared> declared_inputs_;
     std::unordered_map<St_node*, St_node*> tails_;
+    int32_t temporaries_ = 0;
 };
 
 bool has_errors(const Compilation_unit* unit) { return !unit || !unit->errors().empty(); }

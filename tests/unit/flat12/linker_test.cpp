@@ -346,3 +346,40 @@ TEST(Linker, constants_print_floats_with_a_point_and_every_vector_shape)
     EXPECT_NE(matrix.find("\"12.000000\""), std::string::npos);
     EXPECT_EQ(count_of(text_of(SYNTAX_TREE::TYPE_COLOR, values), "FLOAT_CONSTANT"), 4u);
 }
+
+TEST(Linker, node_parameters_outside_the_class_are_given_for_the_length_of_the_call_and_restored)
+{
+    // n reads the state normal; its own parameters "normal" and "{normal.y}" replace the whole
+    // normal, then one member, around its call. "{position + 1}" names nothing to store into.
+    Graph graph;
+    Graph_node* n = graph.node("State_Normal", "n");
+    n->inputs.push_back(Parameter("normal", SYNTAX_TREE::TYPE_VECTOR3));
+    n->inputs.push_back(Parameter("{normal.y}", SYNTAX_TREE::TYPE_SCALAR));
+    n->inputs.push_back(Parameter("{position + 1}", SYNTAX_TREE::TYPE_SCALAR));
+    float up[3] = {0.25f, 0.5f, 0.75f};
+    n->set_value(*n->find_input("normal"), up);
+    Graph_node* after = graph.node("State_Normal", "after");
+    Graph_node* root = graph.node("Math_Color_Add", "root");
+    root->attach("left.r", n, "result.y");
+    root->attach("right.g", after, "result.y");
+    vorn_test::Log_capture log;
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
+    expect_valid(unit.get(), "override");
+    ASSERT_TRUE(unit);
+    EXPECT_TRUE(log.contains("parameter '{position + 1}' of node 'n' names no variable")) << log.lines().size();
+    std::string text = tree(*unit);
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"temp0\""), 1u) << text;
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"temp1\""), 1u);
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"temp2\""), 0u) << "the unassignable one is dropped";
+    // The parameters are not arguments: the class's function keeps only its state and output.
+    EXPECT_EQ(count_of(text, "FUNCTION_PARAMETER \"normal\""), 0u);
+    // Restored in the reverse order, so that normal.y comes back to the overridden whole first
+    // and the whole then to what it was: the later call of 'after' reads the real normal.
+    size_t restore_member = text.find("VARIABLE_ID \"temp1\"");
+    size_t restore_whole = text.find("VARIABLE_ID \"temp0\"");
+    size_t call_after = text.rfind("FUNCTION_CALL_EXPRESSION \"State_Normal_main\"");
+    ASSERT_NE(restore_member, std::string::npos);
+    ASSERT_NE(restore_whole, std::string::npos);
+    EXPECT_LT(restore_member, restore_whole);
+    EXPECT_LT(restore_whole, call_after);
+}

@@ -1,0 +1,193 @@
+// Graphs linked into one unit, generated for the "GL" target and drawn: the pixels must be those
+// of the same computation written by hand as one Ovrel shader.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "back12/generated_shader.h"
+#include "compiler/mod_compiler.h"
+#include "flat12/linker.h"
+#include "graph/graph_library.h"
+#include "graph/graph_node.h"
+#include "graph/node_class.h"
+#include "render_harness.h"
+#include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/diagnostics.h"
+
+using namespace QZ::GRAPH;
+using QZ::SYNTAX_TREE::Compilation_unit;
+using vorn_render::Render_request;
+using vorn_render::Render_result;
+using vorn_render::Rgba;
+
+namespace {
+
+Render_request request_for(Compilation_unit* unit, const char* file)
+{
+    Render_request request;
+    if (!unit) {
+        ADD_FAILURE() << "no unit";
+        return request;
+    }
+    for (const auto& error : unit->errors())
+        ADD_FAILURE() << QZ::SYNTAX_TREE::format_error(error, file);
+    QZ::COMPILER::Compile_options options;
+    options.shader_type = QZ::COMPILER::SHADER_SURFACE;
+    std::unique_ptr<QZ::BACK12::Generated_shader> shader(
+        QZ::COMPILER::mod_compiler->generate_shader(unit, "GL", options));
+    if (!shader || shader->program_count() != 2) {
+        ADD_FAILURE() << "no GL pair";
+        return request;
+    }
+    request.vertex_text = *shader->program_text(0);
+    request.fragment_text = *shader->program_text(1);
+    request.width = request.height = 32;
+    return request;
+}
+
+struct Scene_graph {
+    Graph_library library;
+    Compage_node_class* scene = nullptr;
+
+    Graph_node* inner(Compage_node_class* compound, const char* node_class, const char* name)
+    {
+        Graph_node* made = library.find_class(node_class)->create_node(name);
+        compound->add_inner_node(made);
+        return made;
+    }
+
+    static void set(Graph_node* node, const char* input, std::initializer_list<float> values)
+    {
+        float bytes[4] = {};
+        size_t i = 0;
+        for (float each : values)
+            bytes[i++] = each;
+        node->set_value(*node->find_input(input), bytes);
+    }
+
+    // result = fmod(floor(u) + floor(v), 2): 0 or 1 in a checker of unit squares.
+    Compage_node_class* checker()
+    {
+        auto* compound = new Compage_node_class("Checker2");
+        library.add_compage_class(compound);
+        compound->add_parameter(true, Parameter("u", QZ::SYNTAX_TREE::TYPE_SCALAR));
+        compound->add_parameter(true, Parameter("v", QZ::SYNTAX_TREE::TYPE_SCALAR));
+        compound->add_parameter(false, Parameter("result", QZ::SYNTAX_TREE::TYPE_SCALAR));
+        Graph_node* fu = inner(compound, "Math_Scalar_Floor", "fu");
+        Graph_node* fv = inner(compound, "Math_Scalar_Floor", "fv");
+        Graph_node* sum = inner(compound, "Math_Scalar_Add", "sum");
+        Graph_node* mod = inner(compound, "Math_Scalar_Fmod", "mod");
+        fu->attach("input", nullptr, "u");
+        fv->attach("input", nullptr, "v");
+        sum->attach("left", fu, "result");
+        sum->attach("right", fv, "result");
+        mod->attach("left", sum, "result");
+        set(mod, "right", {2.0f});
+        compound->attach_interface("result", mod, "result");
+        return compound;
+    }
+
+    // A blend of red and blue by a smoothstep of the normal's x, darkened by the checker, plus
+    // the y of a normal overridden for one node's call and the z of the real one read after it.
+    Scene_graph()
+    {
+        library.add_intrinsic_classes();
+        checker();
+        scene = new Compage_node_class("Scene");
+        library.add_compage_class(scene);
+        scene->add_parameter(false, Parameter("result", QZ::SYNTAX_TREE::TYPE_COLOR));
+        Graph_node* nrm = inner(scene, "State_Normal", "nrm");
+        Graph_node* u = inner(scene, "Math_Scalar_Multiply", "u");
+        Graph_node* v = inner(scene, "Math_Scalar_Multiply", "v");
+        u->attach("left", nrm, "result.x");
+        v->attach("left", nrm, "result.y");
+        set(u, "right", {4.0f});
+        set(v, "right", {4.0f});
+        Graph_node* tile = inner(scene, "Checker2", "tile");
+        tile->attach("u", u, "result");
+        tile->attach("v", v, "result");
+        Graph_node* step = inner(scene, "Math_Scalar_Smoothstep", "step");
+        set(step, "start", {-0.5f});
+        set(step, "end", {0.5f});
+        step->attach("location", nrm, "result.x");
+        Graph_node* blend = inner(scene, "Math_Color_Lerp", "blend");
+        set(blend, "start", {1.0f, 0.0f, 0.0f, 1.0f});
+        set(blend, "end", {0.0f, 0.0f, 1.0f, 1.0f});
+        for (const char* member : {"location.r", "location.g", "location.b", "location.a"})
+            blend->attach(member, step, "result");
+        Graph_node* shade = inner(scene, "Math_Color_Multiply", "shade");
+        shade->attach("left", blend, "result");
+        set(shade, "right", {1.0f, 1.0f, 1.0f, 1.0f});
+        for (const char* member : {"right.r", "right.g", "right.b"})
+            shade->attach(member, tile, "result");
+        Graph_node* over = inner(scene, "State_Normal", "over");
+        over->inputs.push_back(Parameter("normal", QZ::SYNTAX_TREE::TYPE_VECTOR3));
+        set(over, "normal", {0.25f, 0.5f, 0.75f});
+        Graph_node* after = inner(scene, "State_Normal", "after");
+        Graph_node* total = inner(scene, "Math_Color_Add", "total");
+        total->attach("left", shade, "result");
+        total->attach("right.g", over, "result.y");
+        total->attach("right.b", after, "result.z");
+        scene->attach_interface("result", total, "result");
+    }
+};
+
+const char* const reference_source = R"(
+shader Reference
+{
+output:
+    Color result;
+
+    void main()
+    {
+        Vector3 n = normal;
+        Scalar c = fmod(floor(n.x * 4.0) + floor(n.y * 4.0), 2.0);
+        Scalar s = smoothstep(-0.5, 0.5, n.x);
+        Color blend = lerp(Color(1.0, 0.0, 0.0, 1.0), Color(0.0, 0.0, 1.0, 1.0), Color(s, s, s, s));
+        result = blend * Color(c, c, c, 1.0) + Color(0.0, 0.5, n.z, 0.0);
+    }
+};
+)";
+
+}  // namespace
+
+TEST(Linked_render, a_graph_with_a_compound_draws_what_the_same_shader_written_by_hand_draws)
+{
+    Scene_graph graph;
+    std::unique_ptr<Compilation_unit> linked(QZ::FLAT12::link_node_class(graph.scene, nullptr));
+    Render_request from_graph = request_for(linked.get(), "__generated");
+    QZ::SYNTAX_TREE::Error_list errors;
+    std::unique_ptr<Compilation_unit> written(
+        QZ::COMPILER::mod_compiler->compile_text("reference.ovl", reference_source, &errors));
+    ASSERT_TRUE(errors.empty()) << QZ::SYNTAX_TREE::format_error(errors[0], "reference.ovl");
+    Render_request by_hand = request_for(written.get(), "reference.ovl");
+    ASSERT_FALSE(from_graph.fragment_text.empty());
+    ASSERT_FALSE(by_hand.fragment_text.empty());
+    Render_result graph_image = vorn_render::render(from_graph);
+    Render_result hand_image = vorn_render::render(by_hand);
+    ASSERT_TRUE(graph_image.ok()) << graph_image.message << "\n" << from_graph.fragment_text;
+    ASSERT_TRUE(hand_image.ok()) << hand_image.message;
+    int mismatches = 0;
+    for (int y = 0; y < 32; ++y)
+        for (int x = 0; x < 32; ++x)
+            if (!near(graph_image.image.at(x, y), hand_image.image.at(x, y), 1) && mismatches++ < 5)
+                ADD_FAILURE() << x << "," << y << ": " << to_string(graph_image.image.at(x, y)) << " by hand "
+                              << to_string(hand_image.image.at(x, y));
+    EXPECT_EQ(mismatches, 0) << from_graph.fragment_text;
+    // The picture is not flat: red of the blend and black of the checker both show; the normal
+    // overridden for one call gives a green of one half everywhere.
+    int most_red = 0, least_red = 255;
+    for (int y = 0; y < 32; ++y)
+        for (int x = 0; x < 32; ++x) {
+            Rgba pixel = graph_image.image.at(x, y);
+            most_red = std::max(most_red, int(pixel.r));
+            least_red = std::min(least_red, int(pixel.r));
+            if (std::abs(int(pixel.g) - 128) > 1 && mismatches++ < 5)
+                ADD_FAILURE() << x << "," << y << ": green " << int(pixel.g);
+        }
+    EXPECT_GT(most_red, 200);
+    EXPECT_LT(least_red, 30);
+}
