@@ -402,38 +402,231 @@ private:
             return false;
         bool is_root = graph_node == c_.root_node;
         std::string flat = shader_name + "_main" + (is_root && c_.debug ? "_debug" : "");
-        add_unit_functions(*unit);
+        std::map<std::string, std::string> globals = add_class_globals(*unit, shader_name);
         if (c_.function_names.insert(flat).second)
-            c_.functions.push_back(copy_method(*node_class, *graph_node, shader->main_method, flat));
+            copy_methods(*node_class, *graph_node, *shader, flat, globals);
         emit_call(*graph_node, *node_class, flat, is_root);
         return true;
     }
 
-    St_node* copy_method(const Graph_node_class& node_class, const Graph_node& graph_node, const St_node* method,
-                         const std::string& flat)
+    // The unit's global functions, once each under "<class>_<name>" so that two classes'
+    // functions of one name stay apart; the renaming, by old name, for the copied bodies.
+    std::map<std::string, std::string> add_class_globals(const Compilation_unit& unit, const std::string& class_name)
+    {
+        std::map<std::string, std::string> renamed;
+        for (St_node* function : unit.functions()) {
+            std::string name = function_name(function);
+            if (!name.empty())
+                renamed[name] = class_name + "_" + name;
+        }
+        for (St_node* function : unit.functions()) {
+            auto found = renamed.find(function_name(function));
+            if (found == renamed.end() || !c_.function_names.insert(found->second).second)
+                continue;
+            St_node* copy = function->clone();
+            set_function_name(copy, found->second);
+            for_each_call(copy, [&](St_node* call) {
+                auto global = renamed.find(std::string(call->text_view()));
+                if (global != renamed.end())
+                    call->set_text(global->second);
+            });
+            c_.functions.push_back(copy);
+        }
+        return renamed;
+    }
+
+    // main under its flat name, with every other method of the class that it calls (directly or
+    // through another) as "<class>_<method>", each put before its callers. Calls to methods get
+    // the caller's inputs, state and outputs as further arguments; calls to the unit's globals
+    // take their new names.
+    void copy_methods(const Graph_node_class& node_class, const Graph_node& graph_node,
+                      const Shader_declaration& shader, const std::string& flat,
+                      const std::map<std::string, std::string>& globals)
+    {
+        std::string class_name = GRAPH::make_identifier(node_class.name());
+        std::map<std::string, std::vector<const St_node*>> methods;
+        for (const St_node* method : shader.methods)
+            if (method != shader.main_method)
+                methods[function_name(method)].push_back(method);
+        struct Copy {
+            St_node* function;
+            std::vector<std::string> callees;
+        };
+        std::vector<Copy> copies{{copy_bare(shader.main_method, flat), {}}};
+        std::set<std::string> copied;
+        for (size_t at = 0; at < copies.size(); ++at) {
+            std::vector<std::string> callees;
+            for_each_call(copies[at].function, [&](St_node* call) {
+                std::string name(call->text_view());
+                if (methods.count(name)) {
+                    callees.push_back(name);
+                    add_call_arguments(call, node_class, graph_node);
+                    call->kind = NODE_FUNCTION_CALL_EXPRESSION;
+                    call->set_text(class_name + "_" + name);
+                } else if (globals.count(name)) {
+                    call->set_text(globals.at(name));
+                }
+            });
+            copies[at].callees = callees;
+            for (const std::string& name : callees)
+                if (copied.insert(name).second)
+                    for (const St_node* method : methods[name])
+                        copies.push_back({copy_bare(method, class_name + "_" + name), {}});
+        }
+        // Parameters: the main writes its outputs; another method reads those it does not write.
+        add_parameters(copies[0].function, node_class, graph_node, true);
+        for (size_t i = 1; i < copies.size(); ++i)
+            add_parameters(copies[i].function, node_class, graph_node, false);
+        // Callees before callers: a post-order from main over the names called.
+        std::map<std::string, std::vector<size_t>> by_name;
+        for (size_t i = 1; i < copies.size(); ++i)
+            by_name[function_name(copies[i].function)].push_back(i);
+        std::vector<uint8_t> state(copies.size(), 0);
+        std::vector<std::pair<size_t, size_t>> stack{{0, 0}};
+        state[0] = 1;
+        while (!stack.empty()) {
+            auto& [index, next] = stack.back();
+            if (next < copies[index].callees.size()) {
+                const std::string& callee = copies[index].callees[next++];
+                for (size_t target : by_name[class_name + "_" + callee])
+                    if (state[target] == 0) {
+                        state[target] = 1;
+                        stack.push_back({target, 0});
+                    }
+                continue;
+            }
+            c_.functions.push_back(copies[index].function);
+            state[index] = 2;
+            stack.pop_back();
+        }
+    }
+
+    // A copy of a method under a new name, without the class's annotations, and with a
+    // parameter list and a block body to add to.
+    static St_node* copy_bare(const St_node* method, const std::string& name)
     {
         St_node* copy = method->clone();
+        set_function_name(copy, name);
         St_node* function_declaration = copy->find_child(NODE_FUNCTION_DECLARATION);
-        St_node* declarator = function_declaration->find_child(NODE_FUNCTION_DECLARATOR);
-        declarator->find_child(NODE_IDENTIFIER)->set_text(flat);
         // Annotations belong to the class; only the root keeps its own, on the flat class.
         for (St_node* owner : {copy, function_declaration})
             if (St_node* annotations = owner->find_child(NODE_ANNOTATION_BLOCK)) {
                 unlink_child(owner, annotations);
                 delete annotations;
             }
-        St_node* parameters = function_declaration->find_child(NODE_FUNCTION_PARAMETER_LIST);
-        if (!parameters) {
-            parameters = node(NODE_FUNCTION_PARAMETER_LIST);
-            function_declaration->add_child(parameters);
+        if (!function_declaration->find_child(NODE_FUNCTION_PARAMETER_LIST))
+            function_declaration->add_child(node(NODE_FUNCTION_PARAMETER_LIST));
+        St_node* body = copy->find_child(NODE_STATEMENT_BLOCK);
+        if (!body) {
+            // A single statement becomes a block of one.
+            St_node* single = function_declaration->next_sibling;
+            if (single) {
+                unlink_child(copy, single);
+                copy->add_child(node(NODE_STATEMENT_BLOCK, {}, {single}));
+            }
         }
+        return copy;
+    }
+
+    // The class inputs the node has, by value; "State state"; the outputs: "out" for main,
+    // "inout" for another method that writes them, by value when it only reads them.
+    static void add_parameters(St_node* function, const Graph_node_class& node_class, const Graph_node& graph_node,
+                               bool is_main)
+    {
+        St_node* parameters =
+            function->find_child(NODE_FUNCTION_DECLARATION)->find_child(NODE_FUNCTION_PARAMETER_LIST);
+        std::set<std::string> written = is_main ? std::set<std::string>() : written_names(function);
         for (const Parameter& input : graph_node.inputs)
             if (find_in(node_class.inputs, input.name()))
                 parameters->add_child(function_parameter(input, nullptr));
         parameters->add_child(node(NODE_FUNCTION_PARAMETER, "state", {node(NODE_SIMPLE_TYPE_SPECIFIER, "State")}));
         for (const Parameter& output : graph_node.outputs)
-            parameters->add_child(function_parameter(output, "out"));
-        return copy;
+            parameters->add_child(
+                function_parameter(output, is_main ? "out" : written.count(output.name()) ? "inout" : nullptr));
+    }
+
+    // Names that a body may store into: the variable under the left side of an assignment or
+    // an increment, and every variable handed whole to a call (which may write it). Erring
+    // towards more only costs a copy back.
+    static std::set<std::string> written_names(St_node* function)
+    {
+        std::set<std::string> names;
+        auto root_name = [&](const St_node* expression) {
+            while (expression && (expression->kind == NODE_CLASS_MEMBER_REF_EXPRESSION ||
+                                  expression->kind == NODE_ARRAY_INDEX_EXPRESSION))
+                expression = expression->first_child;
+            if (expression && expression->kind == NODE_VARIABLE_ID)
+                names.insert(std::string(expression->text_view()));
+        };
+        for_each_node(function, [&](St_node* each) {
+            switch (each->kind) {
+            case NODE_ASSIGNMENT_EXPRESSION:
+            case NODE_PRE_INCREMENT_EXPRESSION:
+            case NODE_PRE_DECREMENT_EXPRESSION:
+            case NODE_POST_INCREMENT_EXPRESSION:
+            case NODE_POST_DECREMENT_EXPRESSION:
+                root_name(each->first_child);
+                break;
+            case NODE_FUNCTION_CALL_PARAMETERS:
+                for (St_node* argument = each->first_child; argument; argument = argument->next_sibling)
+                    root_name(argument);
+                break;
+            default:
+                break;
+            }
+        });
+        return names;
+    }
+
+    // A call to a method of the class passes on the caller's inputs, state and outputs, which
+    // carry the same names in every copied method.
+    static void add_call_arguments(St_node* call, const Graph_node_class& node_class, const Graph_node& graph_node)
+    {
+        St_node* arguments = call->find_child(NODE_FUNCTION_CALL_PARAMETERS);
+        if (!arguments) {
+            arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
+            call->add_child(arguments);
+        }
+        for (const Parameter& input : graph_node.inputs)
+            if (find_in(node_class.inputs, input.name()))
+                arguments->add_child(variable(input.name()));
+        arguments->add_child(variable("state"));
+        for (const Parameter& output : graph_node.outputs)
+            arguments->add_child(variable(output.name()));
+    }
+
+    template <typename Visit>
+    static void for_each_node(St_node* tree, Visit visit)
+    {
+        std::vector<St_node*> work{tree};
+        while (!work.empty()) {
+            St_node* each = work.back();
+            work.pop_back();
+            visit(each);
+            for (St_node* child = each->first_child; child; child = child->next_sibling)
+                work.push_back(child);
+        }
+    }
+
+    // Every call by name in tree, each visited before the calls in its arguments change.
+    template <typename Visit>
+    static void for_each_call(St_node* tree, Visit visit)
+    {
+        std::vector<St_node*> calls;
+        for_each_node(tree, [&](St_node* each) {
+            if (each->kind == NODE_FUNCTION_CALL_EXPRESSION || each->kind == NODE_METHOD_CALL_EXPRESSION)
+                calls.push_back(each);
+        });
+        for (St_node* call : calls)
+            visit(call);
+    }
+
+    static void set_function_name(St_node* function, const std::string& name)
+    {
+        function->find_child(NODE_FUNCTION_DECLARATION)
+            ->find_child(NODE_FUNCTION_DECLARATOR)
+            ->find_child(NODE_IDENTIFIER)
+            ->set_text(name);
     }
 
     static St_node* function_parameter(const Parameter& parameter, const char* qualifier)

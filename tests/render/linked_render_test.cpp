@@ -191,3 +191,59 @@ TEST(Linked_render, a_graph_with_a_compound_draws_what_the_same_shader_written_b
     EXPECT_GT(most_red, 200);
     EXPECT_LT(least_red, 30);
 }
+
+TEST(Linked_render, copied_methods_write_the_outputs_and_each_class_calls_its_own_global_function)
+{
+    // Other gives k = twice(j) = 3 j; Helped paints scaled(0.25) = 2 * 0.25 * k, and its extra is
+    // that plus scaled(1) = 2 k. Mixing up the two twice functions changes both numbers.
+    const char* helped_text = R"(
+Scalar twice(Scalar x) { return x * 2.0; }
+shader Helped {
+input:
+    Scalar k = 1.0;
+output:
+    Color result;
+    Scalar extra;
+    Scalar scaled(Scalar x) { return twice(x) * k; }
+    void paint(Scalar v) { result = Color(v, v, v, 1.0); extra = v; }
+    void main() { paint(scaled(0.25)); extra = extra + scaled(1.0); }
+};
+)";
+    const char* other_text = R"(
+Scalar twice(Scalar x) { return x * 3.0; }
+shader Other { input: Scalar j = 1.0; output: Scalar result; void main() { result = twice(j); } };
+)";
+    auto compiled = [](const char* name, const char* text) {
+        QZ::SYNTAX_TREE::Error_list errors;
+        std::shared_ptr<Compilation_unit> unit(QZ::COMPILER::mod_compiler->compile_text(name, text, &errors));
+        EXPECT_TRUE(unit && errors.empty()) << name;
+        return std::make_shared<Compiled_source>(unit, name);
+    };
+    Graph_library library;
+    library.add_intrinsic_classes();
+    library.add_velar_class(new Velar_node_class(compiled("helped.ovl", helped_text), "Helped"));
+    library.add_velar_class(new Velar_node_class(compiled("other.ovl", other_text), "Other"));
+    auto make = [&](const char* node_class, const char* name) {
+        Graph_node* made = library.find_class(node_class)->create_node(name);
+        library.add_node(made);
+        return made;
+    };
+    Graph_node* o = make("Other", "o");
+    Graph_node* h = make("Helped", "h");
+    Graph_node* h2 = make("Helped", "h2");
+    Graph_node* root = make("Math_Color_Add", "root");
+    h->attach("k", o, "result");
+    root->attach("left", h, "result");
+    root->attach("right.r", h2, "extra");
+    std::unique_ptr<Compilation_unit> unit(QZ::FLAT12::link_graph(root, nullptr, nullptr, false));
+    Render_request request = request_for(unit.get(), "__generated");
+    ASSERT_FALSE(request.fragment_text.empty());
+    request.set_float("ovl_o_j", 0.1f);
+    request.set_float("ovl_h2_k", 0.2f);
+    request.set_vec4("ovl_root_right", 0.0f, 0.0f, 0.0f, 0.0f);
+    Render_result result = vorn_render::render(request);
+    ASSERT_TRUE(result.ok()) << result.message << "\n" << request.fragment_text;
+    // h: k = 0.3, result = 0.15 grey; h2: k = 0.2, extra = 0.1 + 0.4 = 0.5, added to red.
+    Rgba expected{166, 38, 38, 255};
+    EXPECT_TRUE(near(result.image.at(5, 5), expected, 2)) << to_string(result.image.at(5, 5));
+}

@@ -22,6 +22,7 @@
 #include "syntax_tree/st_node.h"
 #include "syntax_tree/tree_printer.h"
 #include "system/module.h"
+#include "unit/graph/graph_support.h"
 
 using namespace QZ;
 using namespace QZ::GRAPH;
@@ -382,4 +383,76 @@ TEST(Linker, node_parameters_outside_the_class_are_given_for_the_length_of_the_c
     ASSERT_NE(restore_whole, std::string::npos);
     EXPECT_LT(restore_member, restore_whole);
     EXPECT_LT(restore_whole, call_after);
+}
+
+namespace {
+
+// Two sources with a global function of one name and different bodies; one class calls its
+// other methods, one of which writes the outputs.
+const char* const helped_source = R"(
+Scalar twice(Scalar x) { return x * 2.0; }
+shader Helped {
+input:
+    Scalar k = 1.0;
+output:
+    Color result;
+    Scalar extra;
+    Scalar scaled(Scalar x) { return twice(x) * k; }
+    void paint(Scalar v) { result = Color(v, v, v, 1.0); extra = v; }
+    void main() { paint(scaled(0.25)); extra = extra + scaled(1.0); }
+};
+)";
+
+const char* const other_source = R"(
+Scalar twice(Scalar x) { return x * 3.0; }
+shader Other {
+input:
+    Scalar j = 1.0;
+output:
+    Scalar result;
+    void main() { result = twice(j); }
+};
+)";
+
+}  // namespace
+
+TEST(Linker, other_methods_and_global_functions_are_copied_under_their_class_name_before_their_callers)
+{
+    Graph graph;
+    auto helped = graph_test::compile_source(helped_source, "helped.ovl");
+    auto other = graph_test::compile_source(other_source, "other.ovl");
+    graph.library.add_velar_class(new Velar_node_class(helped, "Helped"));
+    graph.library.add_velar_class(new Velar_node_class(other, "Other"));
+    Graph_node* o = graph.node("Other", "o");
+    Graph_node* h = graph.node("Helped", "h");
+    Graph_node* h2 = graph.node("Helped", "h2");
+    Graph_node* root = graph.node("Math_Color_Add", "root");
+    h->attach("k", o, "result");
+    root->attach("left", h, "result");
+    root->attach("right.r", h2, "extra");
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
+    expect_valid(unit.get(), "helpers");
+    ASSERT_TRUE(unit);
+    std::string text = tree(*unit);
+    for (const char* name : {"Helped_twice", "Other_twice", "Helped_scaled", "Helped_paint", "Helped_main"})
+        EXPECT_EQ(count_of(text, std::string("IDENTIFIER \"") + name + "\""), 1u) << name << " once for two nodes";
+    EXPECT_EQ(count_of(text, "IDENTIFIER \"twice\""), 0u) << "no global keeps its own name";
+    // Declared before use: each callee's definition comes before its first call.
+    for (const char* name : {"Helped_twice", "Other_twice", "Helped_scaled", "Helped_paint"})
+        EXPECT_LT(text.find(std::string("IDENTIFIER \"") + name + "\""),
+                  text.find(std::string("FUNCTION_CALL_EXPRESSION \"") + name + "\""))
+            << name;
+    // paint writes both outputs, scaled reads none of them.
+    size_t paint = text.find("IDENTIFIER \"Helped_paint\"");
+    size_t scaled = text.find("IDENTIFIER \"Helped_scaled\"");
+    size_t main = text.find("IDENTIFIER \"Helped_main\"");
+    std::string paint_text = text.substr(paint, text.find("FUNCTION_DEFINITION", paint) - paint);
+    std::string scaled_text = text.substr(scaled, text.find("FUNCTION_DEFINITION", scaled) - scaled);
+    std::string main_text = text.substr(main, text.find("FUNCTION_DEFINITION", main) - main);
+    EXPECT_EQ(count_of(paint_text, "PARAMETER_QUALIFIER \"inout\""), 2u) << paint_text;
+    EXPECT_EQ(count_of(scaled_text, "PARAMETER_QUALIFIER"), 0u) << scaled_text;
+    EXPECT_EQ(count_of(main_text, "PARAMETER_QUALIFIER \"out\""), 2u) << main_text;
+    // Each call passes the caller's input, state and outputs after its own argument.
+    EXPECT_EQ(count_of(main_text, "VARIABLE_ID \"k\""), 3u) << main_text;
+    EXPECT_EQ(count_of(main_text, "VARIABLE_ID \"state\""), 3u) << main_text;
 }
