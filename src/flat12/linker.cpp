@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -14,8 +15,10 @@
 #include "graph/graph_node.h"
 #include "graph/node_class.h"
 #include "graph/parameter.h"
+#include "graph/value_block.h"
 #include "log/mod_log.h"
 #include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/mod_syntax_tree.h"
 #include "syntax_tree/st_node.h"
 #include "syntax_tree/type.h"
 #include "system/module.h"
@@ -33,6 +36,8 @@ using GRAPH::Parameter;
 namespace {
 
 constexpr const char* GENERATED_FILE = "__generated";
+// The state variable whose value is an array of coordinate sets.
+constexpr int32_t TEXTURE_COORDINATE_STATE = 7;
 // Compounds link their inner graphs while an outer link runs; a compound that holds itself, or
 // a nesting deeper than this, ends the link instead of the stack.
 constexpr int32_t MAX_COMPOUND_NESTING = 64;
@@ -402,11 +407,48 @@ private:
             return false;
         bool is_root = graph_node == c_.root_node;
         std::string flat = shader_name + "_main" + (is_root && c_.debug ? "_debug" : "");
+        add_class_declarations(*unit);
         std::map<std::string, std::string> globals = add_class_globals(*unit, shader_name);
         if (c_.function_names.insert(flat).second)
             copy_methods(*node_class, *graph_node, *shader, flat, globals);
         emit_call(*graph_node, *node_class, flat, is_root);
         return true;
+    }
+
+    // The unit's struct and enum declarations and its global variables, once each by name, ahead
+    // of the class: the copied methods and the inputs' types need them.
+    void add_class_declarations(const Compilation_unit& unit)
+    {
+        if (!collected_units_.insert(&unit).second)
+            return;
+        for (St_node* top = unit.tree() ? unit.tree()->first_child : nullptr; top; top = top->next_sibling)
+            if (is_type_declaration(top) && global_names_.insert(declared_name(top)).second)
+                globals_.push_back(top->clone());
+        for (St_node* global : unit.global_declarations())
+            if (global_names_.insert(declared_name(global)).second)
+                globals_.push_back(global->clone());
+    }
+
+    static bool is_type_declaration(const St_node* top)
+    {
+        if (top->kind == NODE_ENUM_DECLARATION)
+            return true;
+        if (top->kind != NODE_CLASS_DECLARATION)
+            return false;
+        std::string_view key = top->text_view();
+        return key != "shader" && key != "technique" && key != "brdf";
+    }
+
+    // The name a top-level declaration brings in: its identifier, its first declared variable,
+    // or its own text (an enum).
+    static std::string declared_name(const St_node* declaration)
+    {
+        if (const St_node* identifier = declaration->find_child(NODE_IDENTIFIER))
+            return std::string(identifier->text_view());
+        if (const St_node* list = declaration->find_child(NODE_INIT_IDENTIFIER_LIST))
+            if (list->first_child)
+                return std::string(list->first_child->text_view());
+        return std::string(declaration->text_view());
     }
 
     // The unit's global functions, once each under "<class>_<name>" so that two classes'
@@ -635,6 +677,12 @@ private:
         if (qualifier)
             result->add_child(node(NODE_PARAMETER_QUALIFIER, qualifier));
         result->add_child(node(NODE_SIMPLE_TYPE_SPECIFIER, parameter.type_name_text()));
+        if (parameter.array_size() != 1) {
+            St_node* size = node(NODE_ARRAY_SPECIFIER);
+            if (parameter.array_size() != 0)
+                size->add_child(node(NODE_INT_CONSTANT, std::to_string(parameter.array_size())));
+            result->add_child(size);
+        }
         return result;
     }
 
@@ -745,7 +793,7 @@ private:
         const Attachment* whole = whole_attachment(input);
         if (whole && input.attachments.size() == 1)
             return source_expression(*whole);
-        St_node* start = whole ? source_expression(*whole) : value_expression(input, owner);
+        St_node* start = whole ? source_expression(*whole) : value_expression(graph_node, input, owner);
         if (input.attachments.empty())
             return start;
         // Wires onto members start from the whole value in a temporary.
@@ -811,20 +859,19 @@ private:
 
     bool must_expose(const SYNTAX_TREE::Type& type) const
     {
-        if (type.array_size() != 1 || is_texture_code(type.code()))
+        // A struct value is written only as a brace list, which no call argument takes; a text
+        // has no place in the targets' code: both stay inputs.
+        if (type.array_size() != 1 || is_texture_code(type.code()) || type.is_struct() ||
+            type.code() == TYPE_STRING)
             return true;
-        if (type.is_struct()) {
-            for (const SYNTAX_TREE::Type* member = type.first_member(); member; member = member->next_member())
-                if (must_expose(*member))
-                    return true;
-            return false;
-        }
         return c_.inline_constants == 0;
     }
 
     // The value of an unattached input: a constant in the code, or an input of the flat shader.
-    St_node* value_expression(const Parameter& parameter, const std::string& owner)
+    St_node* value_expression(const Graph_node& graph_node, const Parameter& parameter, const std::string& owner)
     {
+        if (St_node* state = default_state(graph_node, parameter))
+            return state;
         if (parameter.exposure != 0) {
             bool literal = GRAPH::find_annotation(parameter.annotations, "literal") >= 0;
             if (literal || (parameter.exposure == 2 && !must_expose(parameter)))
@@ -846,6 +893,57 @@ private:
                                 parameter.name());
         }
         return variable(parameter.name());
+    }
+
+    // A class input annotated default_to_state("name"[, index]) reads that state variable when
+    // nothing is wired to it; texture_coordinate takes an index, given as an Int or as the name
+    // of another input of the node whose value holds it. An unknown name is no annotation.
+    static St_node* default_state(const Graph_node& graph_node, const Parameter& parameter)
+    {
+        const Graph_node_class* node_class = graph_node.node_class();
+        const Parameter* declared = node_class ? find_in(node_class->inputs, parameter.name()) : nullptr;
+        int32_t found = declared ? GRAPH::find_annotation(declared->annotations, "default_to_state") : -1;
+        if (found < 0)
+            return nullptr;
+        const GRAPH::Annotation& annotation = declared->annotations[size_t(found)];
+        const SYNTAX_TREE::Type* first = annotation.first_member();
+        if (!first || first->code() != TYPE_STRING || !annotation.value)
+            return nullptr;
+        const char* state_name = read<const char*>(annotation.value, 0);
+        int32_t id = state_name ? SYNTAX_TREE::mod_syntax_tree->state_variable_index(state_name) : -1;
+        if (id < 0)
+            return nullptr;
+        St_node* reference = node(NODE_STATE_VARIABLE_REFERENCE);
+        reference->set_binary_text(&id, sizeof id);
+        if (id != TEXTURE_COORDINATE_STATE)
+            return reference;
+        St_node* element = node(NODE_ARRAY_INDEX_EXPRESSION, {},
+                                {reference, node(NODE_INT_CONSTANT, std::to_string(coordinate_index(graph_node, annotation)))});
+        const char* swizzle = parameter.code() == TYPE_SCALAR    ? "x"
+                              : parameter.code() == TYPE_VECTOR2 ? "xy"
+                              : parameter.code() == TYPE_VECTOR3 ? "xyz"
+                                                                 : nullptr;
+        return swizzle ? node(NODE_CLASS_MEMBER_REF_EXPRESSION, {}, {element, node(NODE_MEMBER_VARIABLE_ID, swizzle)})
+                       : element;
+    }
+
+    // The second member of default_to_state: an Int, or the name of an input of the node whose
+    // first 32 bits are the index; 0 otherwise.
+    static int32_t coordinate_index(const Graph_node& graph_node, const GRAPH::Annotation& annotation)
+    {
+        const SYNTAX_TREE::Type* second = annotation.first_member()->next_member();
+        if (!second)
+            return 0;
+        uint32_t alignment = second->alignment() ? second->alignment() : 1;
+        uint32_t offset = (annotation.first_member()->size() + alignment - 1) / alignment * alignment;
+        const uint8_t* at = static_cast<const uint8_t*>(annotation.value) + offset;
+        if (second->code() == TYPE_INT32)
+            return read<int32_t>(at, 0);
+        if (second->code() != TYPE_STRING)
+            return 0;
+        const char* input_name = read<const char*>(at, 0);
+        const Parameter* input = input_name ? find_in(graph_node.inputs, input_name) : nullptr;
+        return input && input->value ? read<int32_t>(input->value, 0) : 0;
     }
 
     St_node* declare(const Parameter& parameter, const std::string& name) const
@@ -874,6 +972,8 @@ private:
     std::vector<St_node*> globals_;
     std::map<std::string, Declared> declared_inputs_;
     std::unordered_map<St_node*, St_node*> tails_;
+    std::set<const Compilation_unit*> collected_units_;
+    std::set<std::string> global_names_;
     int32_t temporaries_ = 0;
 };
 
@@ -901,10 +1001,64 @@ std::string Link_context::safe(const std::string& text) const
     return result;
 }
 
-St_node* constant_expression(const SYNTAX_TREE::Type& type, const void* bytes)
+namespace {
+
+// Struct members inside struct members: a type a host made could nest without end.
+constexpr int MAX_CONSTANT_DEPTH = 32;
+
+St_node* constant_at(const SYNTAX_TREE::Type& type, const uint8_t* bytes, int depth);
+St_node* element_constant(const SYNTAX_TREE::Type& type, const uint8_t* bytes, int depth);
+
+// { e0, e1, ... }: count elements of the type's element size; null when one fails. Null
+// element bytes read as zeroes.
+St_node* array_constant(const SYNTAX_TREE::Type& type, const uint8_t* elements, uint32_t count, int depth)
 {
-    if (type.array_size() != 1)
-        return nullptr;  // array values are not written as code constants yet
+    uint32_t step = GRAPH::element_size(type);
+    St_node* list = node(NODE_ARRAY_INITIALIZER);
+    for (uint32_t i = 0; i < count; ++i) {
+        St_node* element = element_constant(type, elements ? elements + size_t(i) * step : nullptr, depth + 1);
+        if (!element) {
+            delete list;
+            return nullptr;
+        }
+        list->add_child(element);
+    }
+    return list;
+}
+
+// A struct value is written as the language writes one, its members in braces: the brace list
+// is what an input's initialiser takes (there is no constructor call for a struct).
+St_node* struct_constant(const SYNTAX_TREE::Type& type, const uint8_t* bytes, int depth)
+{
+    if (!type.first_member())
+        return nullptr;
+    St_node* list = node(NODE_ARRAY_INITIALIZER);
+    uint32_t offset = 0;
+    for (const SYNTAX_TREE::Type* member = type.first_member(); member; member = member->next_member()) {
+        uint32_t alignment = member->alignment() ? member->alignment() : 1;
+        offset = (offset + alignment - 1) / alignment * alignment;
+        St_node* value = constant_at(*member, bytes ? bytes + offset : nullptr, depth + 1);
+        if (!value) {
+            delete list;
+            return nullptr;
+        }
+        list->add_child(value);
+        offset += member->size();
+    }
+    return list;
+}
+
+St_node* text_constant(const uint8_t* bytes)
+{
+    const char* text = read<const char*>(bytes, 0);
+    St_node* constant = node(NODE_STRING_CONSTANT);
+    constant->set_text(text ? text : "");
+    return constant;
+}
+
+// One value of the type, its array size aside.
+St_node* element_constant(const SYNTAX_TREE::Type& type, const uint8_t* bytes, int depth)
+{
     uint8_t code = type.code();
     switch (code) {
     case TYPE_BOOLEAN:
@@ -927,12 +1081,40 @@ St_node* constant_expression(const SYNTAX_TREE::Type& type, const void* bytes)
     case TYPE_VECTOR3B:
     case TYPE_VECTOR4B:
         return component_constructor<uint8_t>(language_word(code), bytes, uint32_t(code - TYPE_VECTOR2B + 2));
+    case TYPE_STRING:
+        return text_constant(bytes);
+    case TYPE_STRUCT:
+        return struct_constant(type, bytes, depth);
     default:
         break;
     }
+    if (is_texture_code(code))
+        return text_constant(bytes);
     if (uint32_t count = matrix_components(code))
         return component_constructor<float>(language_word(code), bytes, count);
     return nullptr;
+}
+
+St_node* constant_at(const SYNTAX_TREE::Type& type, const uint8_t* bytes, int depth)
+{
+    if (depth > MAX_CONSTANT_DEPTH)
+        return nullptr;
+    if (type.array_size() == 0) {
+        // An unsized array: its count, then at offset 8 the pointer to its elements.
+        uint32_t count = read<uint32_t>(bytes, 0);
+        const uint8_t* elements = bytes ? read<const uint8_t*>(bytes, 1) : nullptr;
+        return array_constant(type, elements, elements ? count : 0, depth);
+    }
+    if (type.array_size() != 1)
+        return array_constant(type, bytes, type.array_size(), depth);
+    return element_constant(type, bytes, depth);
+}
+
+}  // namespace
+
+St_node* constant_expression(const SYNTAX_TREE::Type& type, const void* bytes)
+{
+    return constant_at(type, static_cast<const uint8_t*>(bytes), 0);
 }
 
 Compilation_unit* link_graph(Graph_node* root, const Interface_chain* chain, Compilation_unit* context_unit, bool debug)

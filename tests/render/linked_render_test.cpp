@@ -247,3 +247,43 @@ shader Other { input: Scalar j = 1.0; output: Scalar result; void main() { resul
     Rgba expected{166, 38, 38, 255};
     EXPECT_TRUE(near(result.image.at(5, 5), expected, 2)) << to_string(result.image.at(5, 5));
 }
+
+TEST(Linked_render, inputs_left_unwired_read_the_coordinate_sets_their_annotation_names)
+{
+    // The harness gives coordinate set k the value (s, t, 0.25 k, 1).
+    const char* text = R"(
+shader Stated {
+input:
+    Vector3 coord = Vector3(0.0) { default_to_state("texture_coordinate", "uv_set"); };
+    Int uv_set = 0;
+    Scalar first = 0.0 { default_to_state("texture_coordinate", 1); };
+output:
+    Color result;
+    void main() { result = Color(coord.z, first, coord.y, 1.0); }
+};
+)";
+    QZ::SYNTAX_TREE::Error_list errors;
+    std::shared_ptr<Compilation_unit> source(QZ::COMPILER::mod_compiler->compile_text("stated.ovl", text, &errors));
+    ASSERT_TRUE(source && errors.empty());
+    Graph_library library;
+    library.add_velar_class(new Velar_node_class(std::make_shared<Compiled_source>(source, "stated.ovl"), "Stated"));
+    Graph_node* root = library.find_class("Stated")->create_node("root");
+    library.add_node(root);
+    int32_t two = 2;
+    root->set_value(*root->find_input("uv_set"), &two);
+    std::unique_ptr<Compilation_unit> unit(QZ::FLAT12::link_graph(root, nullptr, nullptr, false));
+    Render_request request = request_for(unit.get(), "__generated");
+    ASSERT_FALSE(request.fragment_text.empty());
+    request.ignore_inactive_uniforms = true;
+    request.set_int("ovl_root_uv_set", 0);
+    Render_result result = vorn_render::render(request);
+    ASSERT_TRUE(result.ok()) << result.message << "\n" << request.fragment_text;
+    // Set 2's z is 0.5; set 1's s and set 2's t run across and up the image.
+    for (int x : {4, 20})
+        for (int y : {8, 28}) {
+            auto channel = [](float value) { return uint8_t(value * 255.0f + 0.5f); };
+            Rgba expected{128, channel((float(x) + 0.5f) / 32.0f), channel((float(y) + 0.5f) / 32.0f), 255};
+            EXPECT_TRUE(near(result.image.at(x, y), expected, 2))
+                << x << "," << y << ": " << to_string(result.image.at(x, y)) << " not " << to_string(expected);
+        }
+}

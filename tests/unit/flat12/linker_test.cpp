@@ -346,6 +346,23 @@ TEST(Linker, constants_print_floats_with_a_point_and_every_vector_shape)
     EXPECT_EQ(count_of(matrix, "FLOAT_CONSTANT"), 12u) << matrix;
     EXPECT_NE(matrix.find("\"12.000000\""), std::string::npos);
     EXPECT_EQ(count_of(text_of(SYNTAX_TREE::TYPE_COLOR, values), "FLOAT_CONSTANT"), 4u);
+
+    // An unsized array: its count, then the pointer to its elements at offset 8.
+    Parameter weights("weights", SYNTAX_TREE::TYPE_SCALAR, 0);
+    struct {
+        uint32_t count;
+        const float* elements;
+    } block{3, values};
+    weights.set_value(&block);
+    std::unique_ptr<SYNTAX_TREE::St_node> list(FLAT12::constant_expression(weights, weights.value));
+    ASSERT_NE(list, nullptr);
+    std::string list_text = SYNTAX_TREE::tree_text(list.get());
+    EXPECT_EQ(count_of(list_text, "FLOAT_CONSTANT"), 3u) << list_text;
+    EXPECT_NE(list_text.find("\"3.000000\""), std::string::npos);
+    Parameter fixed("fixed", SYNTAX_TREE::TYPE_INT32, 2);
+    std::unique_ptr<SYNTAX_TREE::St_node> zeroes(FLAT12::constant_expression(fixed, nullptr));
+    ASSERT_NE(zeroes, nullptr) << "null bytes are zeroes";
+    EXPECT_EQ(count_of(SYNTAX_TREE::tree_text(zeroes.get()), "INT_CONSTANT \"0\""), 2u);
 }
 
 TEST(Linker, node_parameters_outside_the_class_are_given_for_the_length_of_the_call_and_restored)
@@ -455,4 +472,79 @@ TEST(Linker, other_methods_and_global_functions_are_copied_under_their_class_nam
     // Each call passes the caller's input, state and outputs after its own argument.
     EXPECT_EQ(count_of(main_text, "VARIABLE_ID \"k\""), 3u) << main_text;
     EXPECT_EQ(count_of(main_text, "VARIABLE_ID \"state\""), 3u) << main_text;
+}
+
+namespace {
+
+const char* const stated_source = R"(
+struct Pair { Scalar a; Scalar b; };
+Scalar gain = 0.5;
+shader Stated {
+input:
+    Vector3 coord = Vector3(0.0) { default_to_state("texture_coordinate", "uv_set"); };
+    Int uv_set = 0;
+    Scalar first = 0.0 { default_to_state("texture_coordinate", 1); };
+    Vector3 n = Vector3(0.0) { default_to_state("normal"); };
+    Scalar plain = 0.0 { default_to_state("no_such_state"); };
+    Pair pair = {0.25, 0.75};
+    Scalar weights[2] = {0.5, 1.0};
+    Texture2d tex = "checker.png";
+    String label = "hi";
+output:
+    Color result;
+    void main()
+    {
+        result = Color(coord.z, first * gain + plain, pair.b * weights[1], 1.0) + tex2D(tex, coord.xy) * 0.0
+               + Color(n.x, n.y, n.z, 0.0) * 0.0;
+    }
+};
+)";
+
+}  // namespace
+
+TEST(Linker, defaults_from_state_and_values_of_structs_arrays_and_texts)
+{
+    Graph graph;
+    graph.library.add_velar_class(new Velar_node_class(graph_test::compile_source(stated_source, "stated.ovl"), "Stated"));
+    Graph_node* a = graph.node("Stated", "a");
+    int32_t two = 2;
+    a->set_value(*a->find_input("uv_set"), &two);
+    float pair[2] = {0.25f, 0.75f};
+    a->set_value(*a->find_input("pair"), pair);
+    Graph_node* root = graph.node("Stated", "root");
+    root->attach("first", a, "result.r");
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
+    expect_valid(unit.get(), "stated");
+    ASSERT_TRUE(unit);
+    std::string text = tree(*unit);
+    // a: coordinate set 2 through uv_set, set 1 given; root: uv_set 0, and its wired 'first'
+    // ignores the annotation.
+    EXPECT_EQ(count_of(text, "MEMBER_VARIABLE_ID \"xyz\""), 2u) << text;
+    EXPECT_EQ(count_of(text, "MEMBER_VARIABLE_ID \"x\""), 2u) << "a's first, and n.x in the method";
+    // Each state reference with the constant after it, positions and indentation dropped.
+    std::string compact;
+    for (size_t at = 0; at < text.size();) {
+        size_t end = text.find('\n', at);
+        std::string line = text.substr(at, end - at);
+        at = end == std::string::npos ? text.size() : end + 1;
+        if (line.find("STATE_VARIABLE_REFERENCE [07") != std::string::npos)
+            compact += "[07 00 00 00]\n";
+        else if (line.find("INT_CONSTANT \"") != std::string::npos)
+            compact += line.substr(line.find('"') + 1, 1) + "\n";
+        else
+            compact += "-\n";
+    }
+    EXPECT_EQ(count_of(text, "STATE_VARIABLE_REFERENCE [07 00 00 00]"), 3u);
+    for (const char* index : {"[07 00 00 00]\n2", "[07 00 00 00]\n1", "[07 00 00 00]\n0"})
+        EXPECT_EQ(count_of(compact, index), 1u) << index << "\n" << compact;
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"a_first\""), 0u) << "a state default is no input";
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"a_plain\""), 1u) << "an unknown state name is no annotation";
+    // Values the targets take only as inputs: a struct as a brace list, an array, texts.
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"a_pair\""), 1u);
+    EXPECT_EQ(count_of(text, "FLOAT_CONSTANT \"0.750000\""), 1u) << "a_pair's second member";
+    EXPECT_EQ(count_of(text, "STRING_CONSTANT \"checker.png\""), 2u);
+    EXPECT_EQ(count_of(text, "STRING_CONSTANT \"hi\""), 2u);
+    // The struct type and the global the method reads come along, once.
+    EXPECT_EQ(count_of(text, "IDENTIFIER \"Pair\""), 1u);
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"gain\""), 1u);
 }
