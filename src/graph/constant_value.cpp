@@ -24,6 +24,17 @@ const St_node* call_arguments(const St_node& node)
     return parameters ? parameters->first_child : nullptr;
 }
 
+// The arguments of a constructor call, or of the list that the constructor form x(1, 2) hands
+// over; null for anything else.
+const St_node* constructor_arguments(const St_node& node)
+{
+    if (node.kind == NODE_FUNCTION_CALL_PARAMETERS)
+        return node.first_child;
+    if (node.kind == NODE_CONSTRUCTOR_CALL_EXPRESSION)
+        return call_arguments(node);
+    return nullptr;
+}
+
 // The numbers of an expression in component order; false when something is not constant.
 bool flatten(const St_node* node, const Compilation_unit& unit, std::vector<double>& numbers, int depth)
 {
@@ -49,7 +60,8 @@ bool flatten(const St_node* node, const Compilation_unit& unit, std::vector<doub
         return node->text_view() == "-" || node->text_view() == "+";
     }
     case NODE_CONSTRUCTOR_CALL_EXPRESSION:
-        for (const St_node* argument = call_arguments(*node); argument; argument = argument->next_sibling)
+    case NODE_FUNCTION_CALL_PARAMETERS:
+        for (const St_node* argument = constructor_arguments(*node); argument; argument = argument->next_sibling)
             if (!flatten(argument, unit, numbers, depth + 1))
                 return false;
         return true;
@@ -91,12 +103,16 @@ void store_number(uint32_t component_code, double number, uint8_t* at)
 
 bool evaluate_element(const St_node* node, const Type& type, const Compilation_unit& unit, uint8_t* at)
 {
+    // The constructor form x(1, 2): one argument stands for itself, more are the components.
+    if (node && node->kind == NODE_FUNCTION_CALL_PARAMETERS && node->first_child && !node->first_child->next_sibling)
+        node = node->first_child;
     if (owns_text(type.code())) {
         if (!node || node->kind != NODE_STRING_CONSTANT)
             return false;
         *reinterpret_cast<char**>(at) = duplicate_text(std::string(node->text_view()).c_str());
         return true;
     }
+    // The language has no constructors of structs: a struct starts as zeroes.
     if (type.code() == TYPE_STRUCT)
         return false;
     std::vector<double> numbers;

@@ -442,7 +442,9 @@ void Xml_graph_library_writer::write_element_value(const Type& type, const void*
 void Xml_graph_library_writer::write_struct_value(const Type& type, const void* block)
 {
     begin_element("struct_value");
-    for (const Type* member = type.first_member(); member; member = member->next_member()) {
+    // A type that a host made may nest without end: deeper members are left out.
+    const Type* first = ++struct_depth_ <= uint32_t(MAX_STRUCT_NESTING) ? type.first_member() : nullptr;
+    for (const Type* member = first; member; member = member->next_member()) {
         uint32_t offset = 0;
         type.find_member(member->name(), &offset);
         begin_element("member_value");
@@ -454,6 +456,7 @@ void Xml_graph_library_writer::write_struct_value(const Type& type, const void* 
             write_element_value(*member, bytes);
         end_element();
     }
+    --struct_depth_;
     end_element();
 }
 
@@ -596,8 +599,11 @@ void Xml_graph_library_reader::compile_source(const std::string& path)
     }
     for (int32_t i = 0; i < unit->named_type_count(); ++i) {
         const SYNTAX_TREE::Named_type* type = unit->named_type_at(i);
-        if (type && type->is_struct() && type->type_name_text())
-            local_types_.emplace(type->type_name_text(), std::unique_ptr<Type>(type->clone()));
+        if (type && type->is_struct() && type->type_name_text()) {
+            std::unique_ptr<Type> whole(type->clone());
+            complete_struct_members(*whole, *unit);
+            local_types_.emplace(type->type_name_text(), std::move(whole));
+        }
     }
 }
 

@@ -78,6 +78,7 @@ private:
     const Graph_library& library_;
     std::string path_;
     Graph_write_hooks hooks_;
+    uint32_t struct_depth_ = 0;  // struct values open around the one being written
 };
 
 // The value text of one element of a type that is neither struct nor array.

@@ -59,8 +59,9 @@ std::string join_path(const std::string& head, const std::string& member)
     return member[0] == '[' ? head + member : head + "." + member;
 }
 
+// Sorts list and drops repeats, in place.
 template <typename T>
-std::vector<T*> distinct(std::vector<T*> list)
+std::vector<T*>& distinct(std::vector<T*>& list)
 {
     std::sort(list.begin(), list.end());
     list.erase(std::unique(list.begin(), list.end()), list.end());
@@ -122,16 +123,13 @@ Graph_node::Graph_node(const char* node_name, Graph_node_class* node_class) : na
 
 Graph_node::~Graph_node()
 {
-    for (Graph_node* holder : distinct(incoming_))
-        if (holder != this) {
-            holder->scrub_target(this);
-            erase_all(holder->outgoing_, this);
+    for (Graph_node* neighbour : distinct(neighbours_))
+        if (neighbour != this) {
+            neighbour->scrub_target(this);
+            erase_all(neighbour->neighbours_, this);
         }
     for (Compage_node_class* holder : distinct(incoming_classes_))
         holder->forget_target(this);
-    for (Graph_node* target : distinct(outgoing_))
-        if (target != this)
-            erase_all(target->incoming_, this);
     set_node_class(nullptr);
     if (parent_) {
         auto& inner = parent_->inner_nodes;
@@ -147,12 +145,18 @@ void Graph_node::set_node_class(Graph_node_class* node_class)
     if (node_class == node_class_)
         return;
     if (node_class_) {
-        node_class_->instances_.erase(this);
+        auto& instances = node_class_->instances_;
+        Graph_node* last = instances.back();
+        instances[instance_index_] = last;
+        last->instance_index_ = instance_index_;
+        instances.pop_back();
         node_class_->remove_node(this);
     }
     node_class_ = node_class;
-    if (node_class_)
-        node_class_->instances_.insert(this);
+    if (node_class_) {
+        instance_index_ = node_class_->instances_.size();
+        node_class_->instances_.push_back(this);
+    }
 }
 
 void Graph_node::set_parent(Compage_node_class* parent)
@@ -170,10 +174,15 @@ void Graph_node::note_target(Graph_node* target)
 {
     if (!target)
         return;
-    if (outgoing_.empty() || outgoing_.back() != target)
-        outgoing_.push_back(target);
-    if (target->incoming_.empty() || target->incoming_.back() != this)
-        target->incoming_.push_back(this);
+    auto note = [](std::vector<Graph_node*>& list, Graph_node* node) {
+        if (list.empty())
+            list.reserve(4);
+        else if (list.back() == node)
+            return;
+        list.push_back(node);
+    };
+    note(neighbours_, target);
+    note(target->neighbours_, this);
 }
 
 void Graph_node::note_targets()

@@ -86,14 +86,15 @@ private:
     void notify_attachments(const char* path);
 
     Graph_node_class* node_class_ = nullptr;
+    size_t instance_index_ = 0;  // place in node_class_->instances_
     Compage_node_class* parent_ = nullptr;
     // The library or compound that will delete the node; a node has one owner at most.
     const void* owner_ = nullptr;
-    // Nodes whose records may point here, and nodes that records here may point at. Supersets
+    // Nodes whose records may point here or that records here may point at: a wire has a
+    // record at both ends, so the two are mostly the same nodes, kept in one list. A superset
     // that may repeat an entry: one stays after its record went, and costs a look when a node
-    // ends. Small vectors: most nodes have a wire or two, and a set costs allocations.
-    std::vector<Graph_node*> incoming_;
-    std::vector<Graph_node*> outgoing_;
+    // ends. A small vector: most nodes have a wire or two, and a set costs allocations.
+    std::vector<Graph_node*> neighbours_;
     std::vector<Compage_node_class*> incoming_classes_;
 };
 

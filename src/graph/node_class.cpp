@@ -73,14 +73,18 @@ void read_parameters(const std::vector<St_node*>& declarations, const Compilatio
             if (name->kind != NODE_INIT_IDENTIFIER)
                 continue;
             const Type* type = unit.type_at(name->type_index);
+            std::unique_ptr<Type> completed;
+            if (type && type->is_struct()) {
+                completed.reset(type->clone());
+                complete_struct_members(*completed, unit);
+                type = completed.get();
+            }
             Parameter parameter = type ? Parameter(std::string(name->text_view()).c_str(), *type)
                                        : Parameter(std::string(name->text_view()).c_str(), TYPE_ILLEGAL);
-            if (const St_node* initial = initializer_of(*name)) {
-                if (initial->kind == NODE_FUNCTION_CALL_PARAMETERS)
-                    initial = initial->first_child;  // the constructor form x(1, 2)
+            // The constructor form x(1, 2) hands over its argument list.
+            if (const St_node* initial = initializer_of(*name))
                 if (parameter.value)
                     evaluate_constant(initial, parameter, unit, parameter.value);
-            }
             read_annotation_block(name->find_child(NODE_ANNOTATION_BLOCK), unit, parameter.annotations);
             list.push_back(std::move(parameter));
         }

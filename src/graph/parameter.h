@@ -1,7 +1,9 @@
 // Parameters of classes and nodes, and the attachments that wire them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,6 +11,10 @@
 #include "syntax_tree/type.h"
 
 namespace QZ {
+namespace SYNTAX_TREE {
+class Compilation_unit;
+}
+
 namespace GRAPH {
 
 class Graph_node;
@@ -42,15 +48,34 @@ public:
     bool same_layout(const SYNTAX_TREE::Type& other) const;
 
     std::vector<Attachment> attachments;
-    void* value = nullptr;  // owned
+    // Owned; a small value points into the parameter itself, so the address changes when the
+    // parameter moves (a vector that grows, a swap).
+    void* value = nullptr;
     Annotation_list annotations;
     uint32_t exposure = 2;  // 0 global, 1 always exposed, 2 decided when linking
 
 private:
+    // Scalars, vectors, colours, texts and unsized arrays fit: most values need no block.
+    static constexpr uint32_t LOCAL_VALUE_SIZE = 16;
+
     void take_from(Parameter& other) noexcept;
+    void drop_value();
+
+    alignas(8) unsigned char local_value_[LOCAL_VALUE_SIZE] = {};
 };
 
 using Parameter_list = std::vector<Parameter>;
+
+// A unit keeps a struct member of struct type without members of its own. This gives each such
+// member, at any depth, the members of its struct, found through find by type name (null for an
+// unknown name, which leaves the member empty). Nesting stops at MAX_STRUCT_NESTING levels and
+// at MAX_COMPLETED_MEMBERS members, as a type made by a host may name itself.
+using Struct_lookup = std::function<const SYNTAX_TREE::Type*(const char* type_name)>;
+constexpr int MAX_STRUCT_NESTING = 32;
+constexpr size_t MAX_COMPLETED_MEMBERS = 1u << 16;
+void complete_struct_members(SYNTAX_TREE::Type& type, const Struct_lookup& find);
+// With the struct types that unit knows, its imports' included.
+void complete_struct_members(SYNTAX_TREE::Type& type, const SYNTAX_TREE::Compilation_unit& unit);
 
 // Index of the first parameter of the name, or -1; a null name is taken as "".
 int32_t find_parameter(const Parameter_list& list, const char* name);

@@ -328,6 +328,18 @@ void free_value(const Type& type, void* block)
     std::free(block);
 }
 
+void release_value(const Type& type, void* block)
+{
+    if (block)
+        release_parts(Slot{type, false}, static_cast<uint8_t*>(block), 0);
+}
+
+void copy_value_into(const Type& type, const void* source, void* target)
+{
+    std::memcpy(target, source, type.size());
+    deepen_parts(Slot{type, false}, static_cast<uint8_t*>(target), 0);
+}
+
 bool values_equal(const Type& type, const void* a, const void* b)
 {
     void* zero = nullptr;

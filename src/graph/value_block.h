@@ -29,6 +29,10 @@ void* allocate_value(const Type& type);
 void* copy_value(const Type& type, const void* source);
 // Frees what the block owns, then the block. Null is ignored.
 void free_value(const Type& type, void* block);
+// Frees what the block owns and leaves the block itself alone. Null is ignored.
+void release_value(const Type& type, void* block);
+// A deep copy of source written to target, which holds the type's size in bytes.
+void copy_value_into(const Type& type, const void* source, void* target);
 
 // Element by element with the comparison rules of parameters. A type without a known comparison
 // logs and compares as equal. Two null blocks are equal; one null block is compared as zeroes.

@@ -1,8 +1,11 @@
 #include "syntax_tree/type.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -101,14 +104,49 @@ const Type_code matrix_codes[3][3] = {
 // made through the host interface, or a corrupt stream) and measures as nothing.
 constexpr int MAX_TYPE_NESTING = 64;
 
+// Names never change once made, so copies of a type share them: a copy of a unit's parameter
+// list costs no allocation per name. The count sits in front of the text.
+struct Shared_text_header {
+    std::atomic<uint32_t> count;
+};
+constexpr size_t SHARED_TEXT_OFFSET = alignof(std::max_align_t) > sizeof(Shared_text_header)
+                                          ? alignof(std::max_align_t)
+                                          : sizeof(Shared_text_header);
+
+Shared_text_header* shared_header(const char* text)
+{
+    return reinterpret_cast<Shared_text_header*>(const_cast<char*>(text) - SHARED_TEXT_OFFSET);
+}
+
 char* duplicate(const char* text)
 {
     if (!text)
         return nullptr;
     size_t length = strlen(text);
-    char* copy = new char[length + 1];
+    char* block = new char[SHARED_TEXT_OFFSET + length + 1];
+    new (block) Shared_text_header{{1}};
+    char* copy = block + SHARED_TEXT_OFFSET;
     memcpy(copy, text, length + 1);
     return copy;
+}
+
+// Another holder of a text made by duplicate.
+char* share(char* text)
+{
+    if (text)
+        shared_header(text)->count.fetch_add(1, std::memory_order_relaxed);
+    return text;
+}
+
+void release(char* text)
+{
+    if (!text)
+        return;
+    Shared_text_header* header = shared_header(text);
+    if (header->count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        header->~Shared_text_header();
+        delete[] reinterpret_cast<char*>(header);
+    }
 }
 
 bool same_text(const char* a, const char* b)
@@ -489,7 +527,7 @@ Type::~Type()
 
 void Type::clear_type()
 {
-    delete[] name_;
+    release(name_);
     name_ = nullptr;
     // Members are freed from a work list: a long list or a deep nesting costs no stack.
     std::vector<Type*> work;
@@ -514,8 +552,8 @@ void Type::clear_type()
 
 void Type::copy_fields_from(const Type& other)
 {
-    char* name = duplicate(other.name_);
-    delete[] name_;
+    char* name = share(other.name_);
+    release(name_);
     name_ = name;
     code_ = other.code_;
     memcpy(modifiers_, other.modifiers_, sizeof modifiers_);
@@ -524,6 +562,9 @@ void Type::copy_fields_from(const Type& other)
 
 void Type::copy_links(Type& target, const Type& source)
 {
+    // Most types have no members: no work list to make then.
+    if (!source.first_member_ && !source.next_member_)
+        return;
     std::vector<std::pair<Type*, const Type*>> work{{&target, &source}};
     while (!work.empty()) {
         auto [to, from] = work.back();
@@ -556,7 +597,7 @@ Type* Type::clone() const
 void Type::set_name(const char* name)
 {
     char* copy = duplicate(name);
-    delete[] name_;
+    release(name_);
     name_ = copy;
 }
 
@@ -684,26 +725,28 @@ Named_type::Named_type(const char* name, uint8_t code, uint32_t array_size, cons
 {
 }
 
-Named_type::Named_type(const Named_type& other) : Type(other), type_name_(duplicate(other.type_name_)) {}
+Named_type::Named_type(const Named_type& other) : Type(other), type_name_(share(other.type_name_)) {}
 
 Named_type& Named_type::operator=(const Named_type& other)
 {
     if (this != &other) {
         Type::operator=(other);
-        set_type_name(other.type_name_);
+        char* copy = share(other.type_name_);
+        release(type_name_);
+        type_name_ = copy;
     }
     return *this;
 }
 
 Named_type::~Named_type()
 {
-    delete[] type_name_;
+    release(type_name_);
 }
 
 void Named_type::set_type_name(const char* name)
 {
     char* copy = duplicate(name);
-    delete[] type_name_;
+    release(type_name_);
     type_name_ = copy;
 }
 
@@ -721,7 +764,7 @@ Type* Named_type::clone_node() const
 {
     Named_type* type = new Named_type;
     type->copy_fields_from(*this);
-    type->set_type_name(type_name_);
+    type->type_name_ = share(type_name_);
     return type;
 }
 

@@ -5,6 +5,9 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "graph/parameter.h"
 #include "graph/value_block.h"
@@ -166,4 +169,38 @@ TEST(Value_block, nested_struct_and_array_paths)
     EXPECT_EQ(find_value(p, "parts.v", base), nullptr) << "an array has no members";
     EXPECT_EQ(find_value(p, "parts[0]x", base), nullptr);
     EXPECT_EQ(find_value(p, "i[0]", base), nullptr) << "a plain value has no elements";
+}
+
+TEST(Value_block, small_values_held_in_the_parameter_follow_it_when_it_moves)
+{
+    // A String value is a pointer: it lives inside the parameter, and moves with it.
+    std::vector<Parameter> list;
+    for (int i = 0; i < 40; ++i) {
+        Parameter text(("t" + std::to_string(i)).c_str(), QZ::SYNTAX_TREE::TYPE_STRING);
+        std::string wanted = "value " + std::to_string(i);
+        char* own = duplicate_text(wanted.c_str());
+        text.set_value(&own);
+        std::free(own);
+        list.push_back(std::move(text));  // the list grows and moves what it holds
+    }
+    for (int i = 0; i < 40; ++i) {
+        const Parameter& text = list[size_t(i)];
+        ASSERT_NE(text.value, nullptr);
+        EXPECT_STREQ(*static_cast<char* const*>(text.value), ("value " + std::to_string(i)).c_str());
+    }
+    std::swap(list[0], list[1]);
+    EXPECT_STREQ(*static_cast<char* const*>(list[0].value), "value 1");
+    EXPECT_STREQ(*static_cast<char* const*>(list[1].value), "value 0");
+
+    // A value set from its own bytes; then a copy, which owns its own text.
+    list[2].set_value(list[2].value);
+    EXPECT_STREQ(*static_cast<char* const*>(list[2].value), "value 2");
+    Parameter copy(list[2]);
+    EXPECT_NE(*static_cast<char* const*>(copy.value), *static_cast<char* const*>(list[2].value));
+    list[2] = copy;
+    EXPECT_TRUE(list[2].equals(copy));
+
+    // A type without size has no value at all.
+    Parameter none("v", QZ::SYNTAX_TREE::TYPE_ILLEGAL);
+    EXPECT_EQ(none.value, nullptr);
 }

@@ -271,8 +271,17 @@ TEST(TypesCopy, CopiesAreDeepAndKeepClasses)
     EXPECT_STREQ(static_cast<Named_type*>(copy.first_member())->type_name(), "Bool");
     copy.first_member()->set_name("changed");
     EXPECT_STREQ(original->first_member()->name(), "flag");
-    EXPECT_NE(copy.name(), original->name());
     EXPECT_STREQ(copy.name(), "Padded");
+    // Names are shared between copies, never changed in place: renaming or ending the original
+    // leaves the copy's name as it was.
+    Named_type survivor(*original);
+    original->set_name("Renamed");
+    EXPECT_STREQ(copy.name(), "Padded");
+    {
+        Named_type short_lived(copy);
+        short_lived.set_type_name("Other");
+    }
+    EXPECT_STREQ(survivor.name(), "Padded");
 
     Type assigned;
     assigned = *original;
