@@ -72,9 +72,15 @@ class IType;
 class IDeclaration;
 class ISyntax_tree;
 class IGraph_node_class;
+class ICompage_node_class;
 class IVelar_node_class;
 class IGraph_node;
 class IGraph_library;
+class IGraph_annotations;
+class IParameter_iterator;
+class IAttachment_iterator;
+class IGraph_library_manager;
+class IVorn_graph;
 
 /* Options handed to a code generator, as key and value texts. The keys "shader_type" (values
  * "surface", "light", "environment", "volume"), "shader_name" and "primary_output" are kept apart;
@@ -304,6 +310,8 @@ public:
     virtual uint32_t get_shader_count() = 0;
     virtual const char* get_shader_name(uint32_t index) = 0;
     virtual ISyntax_tree* get_shader(uint32_t index) = 0;
+    /* A new class of the named shader, which no library holds until IGraph_library::add_class
+     * takes it; null when the unit has no such shader. */
     virtual IVelar_node_class* get_node_class(const char* shader_name) = 0;
     /* A new node of a kind as ISyntax_tree::get_kind counts them, with the file name
      * "<internal>", held by the unit until it is added to a tree. */
@@ -329,15 +337,296 @@ public:
     /* Null on any error; the reasons are in errors when given. */
     virtual ICompilation_unit* compile_file(const char* file_name, ICompiler_errors* errors) = 0;
     virtual ICompilation_unit* compile_source(const char* source, ICompiler_errors* errors) = 0;
+    /* As IGraph_node_class::compile. */
     virtual ICompilation_unit* compile_node_class(IGraph_node_class* node_class) = 0;
+    /* The graph that ends in node, linked into one unit, which may carry errors; these are
+     * appended to errors as one list named "<no_file>". The option "compile_as_brdf" set to
+     * "true" links a compound node as a reflectance function. */
     virtual ICompilation_unit* compile_graph(IGraph_node* node, ICompiler_errors* errors,
                                              ICompiler_options* options) = 0;
+    /* The node or class named by the option "shader_name", linked for a renderer. */
     virtual ICompilation_unit* compile_for_render(IGraph_library* library, ICompiler_errors* errors,
                                                   ICompiler_options* options) = 0;
     virtual ICompilation_unit* create_compilation_unit() = 0;
 
 protected:
     ~IVorn_compiler() = default;
+};
+
+/* Parameter selectors of nodes and classes. */
+enum Parameter_selector : uint32_t {
+    PARAMETERS_INPUT = 0,
+    PARAMETERS_OUTPUT = 1,
+};
+
+/* Node class kinds as IVorn_graph::create_class takes them. */
+enum Node_class_kind : uint32_t {
+    NODE_CLASS_COMPAGE = 0,  /* a compound: an inner graph behind an interface */
+    NODE_CLASS_VELAR = 1,    /* one shader of a compiled source */
+};
+
+/* Parameter exposure when a graph is linked. */
+enum Parameter_exposure : uint32_t {
+    EXPOSURE_GLOBAL = 0,   /* one parameter shared by name across the whole link */
+    EXPOSURE_ALWAYS = 1,   /* exposed per node */
+    EXPOSURE_DECIDED = 2,  /* exposed when the linker finds it needs to be (the default) */
+};
+
+/* Callbacks of a host on graph edits. Set on a library, a class or a node; every operation has
+ * an empty default. The interfaces passed in are valid for the call only (retain one to keep
+ * it). The library holds a plain pointer: the observer must outlive its registration, so set
+ * null before destroying it. */
+class IGraph_observer {
+public:
+    virtual ~IGraph_observer() = default;
+    /* Node events. */
+    virtual void value_changed(IGraph_node* /*node*/, bool /*is_output*/, const char* /*parameter*/) {}
+    virtual void attached(IGraph_node* /*node*/, bool /*is_output*/, const char* /*path*/) {}
+    virtual void detached(IGraph_node* /*node*/, bool /*is_output*/, const char* /*parameter*/, const char* /*member*/) {}
+    /* Class events. */
+    virtual void parameter_added(IGraph_node_class* /*node_class*/, bool /*is_output*/, const char* /*name*/) {}
+    virtual void parameter_removed(IGraph_node_class* /*node_class*/, bool /*is_output*/, const char* /*name*/) {}
+    virtual void node_renamed(IGraph_node* /*node*/, const char* /*old_name*/, const char* /*new_name*/) {}
+    virtual void node_created(IGraph_node_class* /*node_class*/, IGraph_node* /*node*/) {}
+    virtual void class_value_changed(IGraph_node_class* /*node_class*/, bool /*is_output*/, const char* /*parameter*/) {}
+    /* Library and compound events. */
+    virtual void library_node_added(IGraph_library* /*library*/, IGraph_node* /*node*/) {}
+    virtual void compound_node_added(ICompage_node_class* /*compound*/, IGraph_node* /*node*/) {}
+    virtual void library_node_removed(IGraph_library* /*library*/, IGraph_node* /*node*/) {}
+    virtual void library_class_removed(IGraph_library* /*library*/, IGraph_node_class* /*node_class*/) {}
+    virtual void library_class_added(IGraph_library* /*library*/, IGraph_node_class* /*node_class*/) {}
+};
+
+/* The named metadata of a class, a node or a parameter: display_name("x"), shader_type("light").
+ * Each annotation is a struct type named after it, one member per argument, and a value laid out
+ * as that struct. */
+class IGraph_annotations : public Interface {
+public:
+    virtual uint32_t get_count() = 0;
+    /* Null past the end. */
+    virtual const char* get_name(uint32_t index) = 0;
+    /* The struct type of the arguments, or null past the end. */
+    virtual IType* get_type(uint32_t index) = 0;
+    /* The value block, or null for an annotation without arguments or past the end. */
+    virtual const void* get_value(uint32_t index) = 0;
+    /* Replaces the value by a copy of bytes laid out by get_type (texts are copied); false
+     * past the end or for an annotation without arguments. */
+    virtual bool set_value(uint32_t index, const void* bytes) = 0;
+    /* Appends an annotation with one argument per type (count of them) and a copy of bytes;
+     * null bytes leave zeroes. False for a null name or a null type. */
+    virtual bool add(const char* name, uint32_t type_count, IType* const* types, const void* bytes) = 0;
+    /* Removes one annotation, moving the rest down; false past the end. */
+    virtual bool remove(uint32_t index) = 0;
+    /* Index of the first annotation of the name, or -1. */
+    virtual int32_t find(const char* name) = 0;
+
+protected:
+    ~IGraph_annotations() = default;
+};
+
+/* Walks the wires of one parameter. */
+class IAttachment_iterator : public Interface {
+public:
+    virtual void next() = 0;
+    /* Moves to the first wire feeding the member ("" for the whole parameter); false if none. */
+    virtual bool find(const char* member) = 0;
+    virtual void reset() = 0;
+    virtual bool at_end() = 0;
+    /* The part of the parameter the wire feeds ("" for all of it), and the path on the far side. */
+    virtual const char* get_member_name() = 0;
+    virtual const char* get_target_name() = 0;
+    /* The node on the far side; null for the interface of the surrounding compound. */
+    virtual IGraph_node* get_target_node() = 0;
+
+protected:
+    ~IAttachment_iterator() = default;
+};
+
+/* Walks the inputs or outputs of a node or class. */
+class IParameter_iterator : public Interface {
+public:
+    virtual void next() = 0;
+    /* Moves to the first parameter of the name; false if none. */
+    virtual bool find(const char* name) = 0;
+    virtual void reset() = 0;
+    virtual bool at_end() = 0;
+    /* Of the current parameter; null (or 0) at the end. */
+    virtual const char* get_name() = 0;
+    virtual IType* get_type() = 0;
+    /* The value block laid out by the type (a text is a pointer to its characters; an unsized
+     * array a 32-bit count and, at offset 8, a pointer to the elements). */
+    virtual const void* get_value() = 0;
+    virtual IAttachment_iterator* get_attachments() = 0;
+    virtual IGraph_annotations* get_annotations() = 0;
+    /* A Parameter_exposure; setting a value above 2 is refused. */
+    virtual uint32_t get_exposure() = 0;
+    virtual void set_exposure(uint32_t exposure) = 0;
+
+protected:
+    ~IParameter_iterator() = default;
+};
+
+/* One use of a node class. A node belongs to its library or compound: a wrapper does not keep
+ * it alive, and once the node is gone every call on the wrapper is refused with a log line. */
+class IGraph_node : public Interface {
+public:
+    virtual const char* get_name() = 0;
+    virtual void set_name(const char* name) = 0;
+    virtual IGraph_node_class* get_node_class() = 0;
+    /* The class as a compound, or null when it is not one. */
+    virtual ICompage_node_class* get_compage_class() = 0;
+    /* Wires input_path ("color", "color.r", "list[2].x") to target_path of target's outputs, or,
+     * with a null target, to the interface input of that name of the compound the node is in. */
+    virtual void attach(const char* input_path, IGraph_node* target, const char* target_path) = 0;
+    virtual void detach(const char* input_path) = 0;
+    /* Replaces a whole parameter's value (inputs first, then outputs) by a copy of bytes. */
+    virtual bool set_parameter_value(const char* name, const void* bytes) = 0;
+    /* The value at a path of an input, else of an output; 0 when there is none. */
+    virtual const void* get_parameter_value(const char* path) = 0;
+    virtual IParameter_iterator* get_parameters(uint32_t selector) = 0;
+    virtual uint32_t get_parameter_count(uint32_t selector) = 0;
+    /* A parameter of the node alone (an input named after a state variable, for instance). */
+    virtual bool add_parameter(uint32_t selector, const char* name, IType* type, const void* default_value) = 0;
+    /* Detaches the parameter's wires and removes it. */
+    virtual bool remove_parameter(uint32_t selector, const char* name) = 0;
+    virtual IGraph_observer* get_observer() = 0;
+    virtual void set_observer(IGraph_observer* observer) = 0;
+    /* Detaches and deletes the node through its library or compound; the wrapper is empty after. */
+    virtual void destroy() = 0;
+    virtual IGraph_annotations* get_annotations() = 0;
+    /* The compound that holds the node, or null for a node of a library. */
+    virtual ICompage_node_class* get_parent() = 0;
+
+protected:
+    ~IGraph_node() = default;
+};
+
+/* A node class: a shader of a compiled source (IVelar_node_class) or a compound
+ * (ICompage_node_class). get_interface answers IID_GRAPH_NODE_CLASS and the id of the kind. */
+class IGraph_node_class : public Interface {
+public:
+    virtual const char* get_name() = 0;
+    virtual void set_name(const char* name) = 0;
+    /* On a compound the parameter is also an interface parameter that inner nodes attach to. */
+    virtual bool add_parameter(uint32_t selector, const char* name, IType* type, const void* default_value) = 0;
+    virtual bool remove_parameter(uint32_t selector, const char* name) = 0;
+    /* The default of an input (else an output), replaced by a copy of bytes. */
+    virtual bool set_parameter_value(const char* name, const void* bytes) = 0;
+    virtual const void* get_parameter_value(const char* path) = 0;
+    virtual IParameter_iterator* get_parameters(uint32_t selector) = 0;
+    /* Index of the first parameter of the name, or -1. */
+    virtual int32_t find_parameter(uint32_t selector, const char* name) = 0;
+    /* The nodes made from the class that still exist. */
+    virtual uint32_t get_instance_count() = 0;
+    virtual IGraph_node* get_instance(uint32_t index) = 0;
+    virtual IGraph_observer* get_observer() = 0;
+    virtual void set_observer(IGraph_observer* observer) = 0;
+    /* The shader declaration of a class from a source, in its unit; null for a compound. */
+    virtual ISyntax_tree* get_shader_tree() = 0;
+    /* The class linked into a unit of its own (a compound through its inner graph), or null when
+     * it cannot be linked. The unit may carry errors. */
+    virtual ICompilation_unit* compile() = 0;
+    virtual IGraph_annotations* get_annotations() = 0;
+
+protected:
+    ~IGraph_node_class() = default;
+};
+
+/* A class made from one shader of a compiled source. */
+class IVelar_node_class : public IGraph_node_class {
+protected:
+    ~IVelar_node_class() = default;
+};
+
+/* A compound class: an inner graph wired to the class's parameters. */
+class ICompage_node_class : public IGraph_node_class {
+public:
+    virtual uint32_t get_node_count() = 0;
+    virtual IGraph_node* get_node(uint32_t index) = 0;
+    /* Takes a node that nothing owns yet; false for any other. */
+    virtual bool add_node(IGraph_node* node) = 0;
+    /* Detaches and deletes an inner node. */
+    virtual bool remove_node(IGraph_node* node) = 0;
+    /* A new inner node of node_class; the name is made a legal identifier. */
+    virtual IGraph_node* create_node(IGraph_node_class* node_class, const char* name) = 0;
+    virtual IGraph_node* find_node(const char* name) = 0;
+    /* Wires an interface output to an output of an inner node, or, with a null source, to the
+     * interface input of that name. */
+    virtual void attach_interface(const char* interface_output, IGraph_node* source, const char* source_name) = 0;
+
+protected:
+    ~ICompage_node_class() = default;
+};
+
+/* Handed to the loaders; made by the embedding's own manager function, if any. */
+class IGraph_library_manager : public Interface {
+protected:
+    ~IGraph_library_manager() = default;
+};
+
+/* A library: node classes and top-level nodes, and what a graph file (.xovl) holds. Classes are
+ * indexed sources first, then compounds. */
+class IGraph_library : public Interface {
+public:
+    virtual uint32_t get_class_count() = 0;
+    virtual IGraph_node_class* find_class(const char* name) = 0;
+    virtual IGraph_node_class* get_class(uint32_t index) = 0;
+    /* Takes a class that no library holds yet (one from ICompilation_unit::get_node_class). */
+    virtual bool add_class(IGraph_node_class* node_class) = 0;
+    /* A new empty compound (NODE_CLASS_COMPAGE); a class from a source comes from a unit instead,
+     * so NODE_CLASS_VELAR gives null. */
+    virtual IGraph_node_class* create_class(uint32_t kind, const char* name) = 0;
+    /* Deletes the class; its nodes keep their parameters and have no class. */
+    virtual bool remove_class(IGraph_node_class* node_class) = 0;
+    virtual uint32_t get_node_count() = 0;
+    virtual IGraph_node* find_node(const char* name) = 0;
+    virtual IGraph_node* get_node(uint32_t index) = 0;
+    /* Takes a node that nothing owns yet; false for any other. */
+    virtual bool add_node(IGraph_node* node) = 0;
+    /* A new top-level node of node_class; the name is made a legal identifier. */
+    virtual IGraph_node* create_node(IGraph_node_class* node_class, const char* name) = 0;
+    /* Detaches and deletes a top-level node. */
+    virtual bool remove_node(IGraph_node* node) = 0;
+    /* Reads a graph file into this library; its sources already here are not compiled again.
+     * Diagnostics are appended to errors. False when the file could not be read at all. */
+    virtual bool add_from_file(const char* file_name, ICompiler_errors* errors) = 0;
+    /* Moves every class and node of other here; other ends empty. */
+    virtual void merge(IGraph_library* other) = 0;
+    /* Writes the library as a graph file. False for a null name, or for a file that does not
+     * exist in a directory that does not either, or that cannot be written. */
+    virtual bool save_to_file(const char* file_name) = 0;
+    virtual IGraph_observer* get_observer() = 0;
+    virtual void set_observer(IGraph_observer* observer) = 0;
+    /* Lets go of the library: it ends when no other handle shares it, and every later call on
+     * this wrapper is refused. */
+    virtual void detach_object() = 0;
+    /* Libraries carry no annotations of their own: null. */
+    virtual IGraph_annotations* get_annotations() = 0;
+
+protected:
+    ~IGraph_library() = default;
+};
+
+/* The host's door to shader graphs. */
+class IVorn_graph : public Interface {
+public:
+    /* A new type of the kind (Type_kind) and array size (1: none, 0: unsized). A type other than
+     * a struct is complete; a struct is given its members through set_first_type. */
+    virtual IType* create_type(const char* name, int32_t kind, uint32_t array_size) = 0;
+    /* Through the manager function that the embedding installs; null when none is (the
+     * collector is emptied all the same). */
+    virtual IGraph_library_manager* load_library_manager(const char* path, ICompiler_errors* errors) = 0;
+    virtual IGraph_library* create_library() = 0;
+    /* A library read from a graph file or from its text; diagnostics are appended to errors.
+     * Null only when nothing could be read (no such file, empty text); after a problem inside
+     * the file the library holds what was read. */
+    virtual IGraph_library* load_library(const char* file_name, IGraph_library_manager* manager,
+                                         ICompiler_errors* errors) = 0;
+    virtual IGraph_library* load_library_from_text(const char* text, IGraph_library_manager* manager,
+                                                   ICompiler_errors* errors) = 0;
+
+protected:
+    ~IVorn_graph() = default;
 };
 
 /* Messages into the library's log, as the compiler's own. */

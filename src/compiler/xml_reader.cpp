@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 #include "log/mod_log.h"
 #include "system/mod_hal.h"
@@ -129,7 +130,9 @@ bool Xml_reader::parse_file(const char* path)
     if (!path || !*path)
         return false;
     begin(path);
-    File_owner file{std::fopen(path, "r")};
+    // A directory opens on some systems and then reads as nothing.
+    std::error_code error;
+    File_owner file{std::filesystem::is_directory(path, error) ? nullptr : std::fopen(path, "r")};
     if (!file.file) {
         record_unable_to_open(path);
         return true;

@@ -140,6 +140,14 @@ Graph_node::~Graph_node()
     }
 }
 
+Graph_library* Graph_node::owning_library() const
+{
+    // A compound that owns a node is always its parent too.
+    if (!owner_ || parent_)
+        return nullptr;
+    return static_cast<Graph_library*>(const_cast<void*>(owner_));
+}
+
 void Graph_node::set_node_class(Graph_node_class* node_class)
 {
     if (node_class == node_class_)

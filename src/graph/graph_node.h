@@ -17,6 +17,8 @@
 namespace QZ {
 namespace GRAPH {
 
+class Graph_library;
+
 using Node_map = std::unordered_map<const Graph_node*, Graph_node*>;
 
 // The head of a path ends at the first '.' or '[' outside braces: the index of that character,
@@ -42,6 +44,8 @@ public:
     Compage_node_class* parent() const { return parent_; }
     // True once a library or a compound owns the node.
     bool has_owner() const { return owner_ != nullptr; }
+    // The library that owns a top-level node; null for an inner node or one nothing owns.
+    Graph_library* owning_library() const;
     void set_parent(Compage_node_class* parent);
 
     void attach(const char* input_path, Graph_node* target, const char* target_path);

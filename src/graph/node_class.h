@@ -42,6 +42,7 @@ public:
     Compiled_source& operator=(const Compiled_source&) = delete;
 
     SYNTAX_TREE::Compilation_unit* unit() const { return unit_.get(); }
+    const std::shared_ptr<SYNTAX_TREE::Compilation_unit>& shared_unit() const { return unit_; }
     const std::string& file_path() const { return file_path_; }
     const std::vector<Velar_node_class*>& classes() const { return classes_; }
 
@@ -85,6 +86,9 @@ public:
     virtual void remove_node(Graph_node* node);                                           // 15
     virtual void sync_nodes();                                                            // 16
     virtual bool is_trivial() const;                                                      // 17
+
+    // True once a library holds the class.
+    bool has_owner() const { return owner_ != nullptr; }
 
     // Sets a class parameter's default, telling the class observer; the twin of the node's.
     void set_value(Parameter& parameter, const void* bytes);

@@ -1,5 +1,6 @@
 #include "front12/mod_front12.h"
 #include "host/compiler_facade.h"
+#include "host/graph_facade.h"
 #include "host/vorn_impl.h"
 
 namespace QZ {
@@ -12,11 +13,7 @@ vorn::Interface* make_compiler_interface()
     return new Vorn_compiler_impl;
 }
 
-vorn::Interface* make_graph_interface()
-{
-    // The graph interface arrives with the graph facade.
-    return nullptr;
-}
+vorn::Interface* make_graph_interface() { return new Vorn_graph_impl; }
 
 }  // namespace HOST
 }  // namespace QZ

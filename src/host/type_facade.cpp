@@ -1,6 +1,7 @@
 #include "host/type_facade.h"
 
 #include <cstring>
+#include <vector>
 
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/type.h"
@@ -58,6 +59,22 @@ Type_wrapper::Type_wrapper(Type* type, std::shared_ptr<SYNTAX_TREE::Compilation_
 {
 }
 
+struct Type_wrapper::Type_store {
+    std::unique_ptr<Type> root;
+    // Links unlinked by edits stay until the last view goes: a view may still show one.
+    std::vector<std::unique_ptr<Type>> unlinked;
+};
+
+Type_wrapper* Type_wrapper::standalone(Type* type, bool writable)
+{
+    auto store = std::make_shared<Type_store>();
+    store->root.reset(type);
+    Type_wrapper* wrapper =
+        writable ? new Type_wrapper(type, nullptr) : new Type_wrapper(static_cast<const Type*>(type), nullptr);
+    wrapper->store_ = std::move(store);
+    return wrapper;
+}
+
 Type_wrapper* Type_wrapper::of_index(int32_t index, const std::shared_ptr<SYNTAX_TREE::Compilation_unit>& unit)
 {
     const Type* type = unit ? unit->type_at(index) : nullptr;
@@ -71,9 +88,10 @@ Type_wrapper* Type_wrapper::linked(const Type* type)
 {
     if (!type)
         return nullptr;
-    if (writable_)
-        return new Type_wrapper(const_cast<Type*>(type), unit_);
-    return new Type_wrapper(type, unit_);
+    Type_wrapper* view =
+        writable_ ? new Type_wrapper(const_cast<Type*>(type), unit_) : new Type_wrapper(type, unit_);
+    view->store_ = store_;
+    return view;
 }
 
 bool Type_wrapper::equals(vorn::IType* other)
@@ -128,7 +146,7 @@ void Type_wrapper::set_second_type(vorn::IType* type) { set_link(type, false); }
 
 void Type_wrapper::set_link(vorn::IType* type, bool first)
 {
-    if (!writable_ || !unit_)
+    if (!writable_ || (!unit_ && !store_))
         return;
     auto* source = dynamic_cast<Type_wrapper*>(type);
     if (type && (!source || !source->type_))
@@ -139,7 +157,11 @@ void Type_wrapper::set_link(vorn::IType* type, bool first)
         copy = source->type_->clone();
         delete copy->take_next_member();  // the type with its members, not the list it stands in
     }
-    unit_->keep_unlinked_type(first ? writable_->take_first_member() : writable_->take_next_member());
+    Type* unlinked = first ? writable_->take_first_member() : writable_->take_next_member();
+    if (unit_)
+        unit_->keep_unlinked_type(unlinked);
+    else
+        store_->unlinked.emplace_back(unlinked);
     if (first)
         writable_->set_first_member(copy);
     else

@@ -22,6 +22,9 @@ public:
     // the type (or shares it with the others) and holds links that edits replace.
     Type_wrapper(const SYNTAX_TREE::Type* type, std::shared_ptr<SYNTAX_TREE::Compilation_unit> unit);
     Type_wrapper(SYNTAX_TREE::Type* type, std::shared_ptr<SYNTAX_TREE::Compilation_unit> unit);
+    // A type of no unit, owned by the wrapper and shared with the views of its members;
+    // writable or read only.
+    static Type_wrapper* standalone(SYNTAX_TREE::Type* type, bool writable);
     // The type at index of the unit's type table, writable when the unit owns it.
     static Type_wrapper* of_index(int32_t index, const std::shared_ptr<SYNTAX_TREE::Compilation_unit>& unit);
 
@@ -53,7 +56,11 @@ public:
     static int32_t host_kind(uint32_t code);
     static uint8_t type_code(int32_t host_kind);
 
+    // The type a standalone wrapper owns, or null.
+    const SYNTAX_TREE::Type* owned_type() const { return store_ ? type_ : nullptr; }
+
 private:
+    struct Type_store;
     Type_wrapper* linked(const SYNTAX_TREE::Type* type);
     void set_link(vorn::IType* type, bool first);
     const SYNTAX_TREE::Enum_type* enum_type() const;
@@ -61,6 +68,7 @@ private:
     const SYNTAX_TREE::Type* type_;
     SYNTAX_TREE::Type* writable_;  // null when read only
     std::shared_ptr<SYNTAX_TREE::Compilation_unit> unit_;
+    std::shared_ptr<Type_store> store_;  // a standalone type and the links edits replaced
     bool valid_;
 };
 

@@ -1,9 +1,16 @@
 #include "host/unit_facade.h"
 
+#include <filesystem>
+
 #include "bovl/mod_bin_file.h"
+#include "flat12/linker.h"
+#include "graph/graph_library.h"
+#include "graph/graph_node.h"
+#include "graph/node_class.h"
 #include "compiler/mod_compiler.h"
 #include "host/compiler_facade.h"
 #include "host/generated_shader_wrapper.h"
+#include "host/graph_facade.h"
 #include "host/tree_facade.h"
 #include "host/type_facade.h"
 #include "syntax_tree/compilation_unit.h"
@@ -81,8 +88,20 @@ vorn::ISyntax_tree* Compilation_unit_wrapper::get_shader(uint32_t index)
     return new Syntax_tree_wrapper(unit_->shader_at(static_cast<int32_t>(index))->class_node, unit_);
 }
 
-// Node classes come with the graph interfaces.
-vorn::IVelar_node_class* Compilation_unit_wrapper::get_node_class(const char*) { return nullptr; }
+vorn::IVelar_node_class* Compilation_unit_wrapper::get_node_class(const char* shader_name)
+{
+    if (!shader_name || !unit_->find_shader(shader_name))
+        return nullptr;
+    // The class remembers its file so that a library holding it writes the file's path; a unit
+    // compiled from text has none, and is written as a class without a file.
+    std::error_code error;
+    std::string path = unit_->source_file_name();
+    path = !path.empty() && std::filesystem::is_regular_file(path, error)
+               ? std::filesystem::absolute(path, error).lexically_normal().string()
+               : std::string();
+    auto source = std::make_shared<GRAPH::Compiled_source>(unit_, path);
+    return new Velar_node_class_wrapper(new GRAPH::Velar_node_class(source, shader_name), true);
+}
 
 vorn::ISyntax_tree* Compilation_unit_wrapper::create_tree_node(int32_t kind)
 {
@@ -156,19 +175,75 @@ vorn::ICompilation_unit* Vorn_compiler_impl::compile_source(const char* source, 
     return finish_compile(unit, local, file_name, errors);
 }
 
-// The graph links come with the graph linker.
-vorn::ICompilation_unit* Vorn_compiler_impl::compile_node_class(vorn::IGraph_node_class*) { return nullptr; }
-
-vorn::ICompilation_unit* Vorn_compiler_impl::compile_graph(vorn::IGraph_node*, vorn::ICompiler_errors*,
-                                                           vorn::ICompiler_options*)
+vorn::ICompilation_unit* Vorn_compiler_impl::compile_node_class(vorn::IGraph_node_class* node_class)
 {
-    return nullptr;
+    return compile_class(class_argument(node_class, "IVorn_compiler::compile_node_class"));
 }
 
-vorn::ICompilation_unit* Vorn_compiler_impl::compile_for_render(vorn::IGraph_library*, vorn::ICompiler_errors*,
-                                                                vorn::ICompiler_options*)
+namespace {
+
+vorn::ICompilation_unit* wrap_linked(SYNTAX_TREE::Compilation_unit* unit, Compiler_errors_wrapper* collector,
+                                     const char* list_name)
 {
-    return nullptr;
+    if (!unit)
+        return nullptr;
+    if (collector && list_name)
+        collector->add_list(list_name, unit->errors());
+    return new Compilation_unit_wrapper(std::shared_ptr<SYNTAX_TREE::Compilation_unit>(unit));
+}
+
+}  // namespace
+
+vorn::ICompilation_unit* Vorn_compiler_impl::compile_graph(vorn::IGraph_node* node, vorn::ICompiler_errors* errors,
+                                                           vorn::ICompiler_options* options)
+{
+    const char* operation = "IVorn_compiler::compile_graph";
+    GRAPH::Graph_node* root = node_argument(node, operation);
+    if (!root)
+        return nullptr;
+    SYNTAX_TREE::Compilation_unit* unit = nullptr;
+    if (options && options->option_equals("compile_as_brdf", "true")) {
+        GRAPH::Graph_node_class* node_class = root->node_class();
+        if (!node_class || node_class->kind() != GRAPH::CLASS_COMPAGE) {
+            refuse(operation, "only a node of a compound links as a reflectance function");
+            return nullptr;
+        }
+        unit = FLAT12::link_as_brdf(static_cast<GRAPH::Compage_node_class*>(node_class));
+    } else {
+        unit = FLAT12::link_graph(root, nullptr, nullptr, false);
+    }
+    // Appended even when empty, so that a host sees one list per link.
+    return wrap_linked(unit, collector(errors), "<no_file>");
+}
+
+vorn::ICompilation_unit* Vorn_compiler_impl::compile_for_render(vorn::IGraph_library* library,
+                                                                vorn::ICompiler_errors* errors,
+                                                                vorn::ICompiler_options* options)
+{
+    const char* operation = "IVorn_compiler::compile_for_render";
+    GRAPH::Graph_library* graphs = library_argument(library, operation);
+    if (!graphs || !options)
+        return nullptr;
+    const char* shader_name = options->get_option("shader_name");
+    if (!shader_name || !*shader_name)
+        return nullptr;
+    GRAPH::Graph_node* node = graphs->find_node(shader_name);
+    GRAPH::Graph_node_class* node_class = node ? nullptr : graphs->find_class(shader_name);
+    if (!node && !node_class)
+        return nullptr;
+    FLAT12::Export_settings settings;
+    if (const char* name = options->get_option("environment"))
+        settings.environment = graphs->find_node(name);
+    if (const char* name = options->get_option("volume"))
+        settings.volume = graphs->find_node(name);
+    for (const std::string& name : split_light_names(options->get_option("lights")))
+        if (GRAPH::Graph_node* light = graphs->find_node(name.c_str()))
+            settings.lights.push_back(light);
+    settings.external_shadow_function = options->get_option("external_shadow_function");
+    SYNTAX_TREE::Compilation_unit* unit = node_class ? FLAT12::link_for_export(node_class, settings, nullptr)
+                                                     : FLAT12::link_for_export(node, settings, nullptr);
+    Compiler_errors_wrapper* list = collector(errors);
+    return wrap_linked(unit, list && unit && !unit->errors().empty() ? list : nullptr, "");
 }
 
 vorn::ICompilation_unit* Vorn_compiler_impl::create_compilation_unit()

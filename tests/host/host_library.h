@@ -18,20 +18,26 @@ inline Initialize_vorn_function load_initialize()
     return reinterpret_cast<Initialize_vorn_function>(dlsym(library, "initialize_vorn"));
 }
 
-// The library started, with its compiler; both released at the end, the root last.
+// The library started, with its compiler and graph interfaces; all released at the end, the
+// root last.
 struct Session {
     vorn::IVorn* root = nullptr;
     vorn::IVorn_compiler* compiler = nullptr;
+    vorn::IVorn_graph* graph = nullptr;
 
     Session()
     {
         Initialize_vorn_function initialize = load_initialize();
         root = initialize ? initialize() : nullptr;
-        if (root)
+        if (root) {
             compiler = static_cast<vorn::IVorn_compiler*>(root->get_interface(vorn::IID_VORN_COMPILER));
+            graph = static_cast<vorn::IVorn_graph*>(root->get_interface(vorn::IID_VORN_GRAPH));
+        }
     }
     ~Session()
     {
+        if (graph)
+            graph->release();
         if (compiler)
             compiler->release();
         if (root)
