@@ -154,6 +154,38 @@ const Attachment* whole_attachment(const Parameter& parameter)
     return nullptr;
 }
 
+St_node* constant_at(const SYNTAX_TREE::Type& type, const uint8_t* bytes, int depth);
+St_node* struct_constant(const SYNTAX_TREE::Type& type, const uint8_t* bytes, int depth);
+
+// The annotations as a source writes them, one call each with its arguments as constants; the
+// calls carry the file name of annotation calls. Null for an empty list.
+St_node* annotation_block(const GRAPH::Annotation_list& annotations)
+{
+    if (annotations.empty())
+        return nullptr;
+    static const File_name annotation_file = make_file_name("__generated__");
+    St_node* block = node(NODE_ANNOTATION_BLOCK);
+    for (const GRAPH::Annotation& annotation : annotations) {
+        St_node* arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
+        if (St_node* values = struct_constant(annotation, static_cast<const uint8_t*>(annotation.value), 0)) {
+            arguments->first_child = values->first_child;
+            values->first_child = nullptr;
+            delete values;
+        }
+        St_node* call = node(NODE_FUNCTION_CALL_EXPRESSION, annotation.annotation_name(), {arguments});
+        std::vector<St_node*> work{call};
+        while (!work.empty()) {
+            St_node* each = work.back();
+            work.pop_back();
+            each->file = annotation_file;
+            for (St_node* child = each->first_child; child; child = child->next_sibling)
+                work.push_back(child);
+        }
+        block->add_child(call);
+    }
+    return block;
+}
+
 // Builds one flat unit; the context owns the tree until finish hands it over.
 class Linker {
 public:
@@ -163,6 +195,7 @@ public:
         delete input_block_;
         delete output_block_;
         delete member_block_;
+        delete class_annotations_;
         for (St_node* function : c_.functions)
             delete function;
         c_.functions.clear();
@@ -330,7 +363,9 @@ public:
                     delete *block;
                 *block = nullptr;
             }
-            c_.shader_class = node(NODE_CLASS_DECLARATION, "shader", {node(NODE_IDENTIFIER, class_name_), blocks});
+            c_.shader_class =
+                node(NODE_CLASS_DECLARATION, "shader", {node(NODE_IDENTIFIER, class_name_), blocks, class_annotations_});
+            class_annotations_ = nullptr;
             append(list, c_.shader_class);
         }
         for (St_node* function : c_.functions)
@@ -347,6 +382,7 @@ public:
     }
 
     std::string class_name_;
+    St_node* class_annotations_ = nullptr;  // the class's own, for a brdf
 
 private:
     bool cycle(const Graph_node* node)
@@ -411,7 +447,9 @@ private:
         std::map<std::string, std::string> globals = add_class_globals(*unit, shader_name);
         if (c_.function_names.insert(flat).second)
             copy_methods(*node_class, *graph_node, *shader, flat, globals);
-        emit_call(*graph_node, *node_class, flat, is_root);
+        std::vector<const St_node*> lent = lent_inputs(*shader, *node_class);
+        emit_call(*graph_node, *node_class, lent, flat, is_root);
+        copy_inner_inputs(lent);
         return true;
     }
 
@@ -486,6 +524,7 @@ private:
                       const std::map<std::string, std::string>& globals)
     {
         std::string class_name = GRAPH::make_identifier(node_class.name());
+        std::vector<const St_node*> lent = lent_inputs(shader, node_class);
         std::map<std::string, std::vector<const St_node*>> methods;
         for (const St_node* method : shader.methods)
             if (method != shader.main_method)
@@ -502,7 +541,7 @@ private:
                 std::string name(call->text_view());
                 if (methods.count(name)) {
                     callees.push_back(name);
-                    add_call_arguments(call, node_class, graph_node);
+                    add_call_arguments(call, node_class, graph_node, lent);
                     call->kind = NODE_FUNCTION_CALL_EXPRESSION;
                     call->set_text(class_name + "_" + name);
                 } else if (globals.count(name)) {
@@ -516,9 +555,9 @@ private:
                         copies.push_back({copy_bare(method, class_name + "_" + name), {}});
         }
         // Parameters: the main writes its outputs; another method reads those it does not write.
-        add_parameters(copies[0].function, node_class, graph_node, true);
+        add_parameters(copies[0].function, node_class, graph_node, lent, true);
         for (size_t i = 1; i < copies.size(); ++i)
-            add_parameters(copies[i].function, node_class, graph_node, false);
+            add_parameters(copies[i].function, node_class, graph_node, lent, false);
         // Callees before callers: a post-order from main over the names called.
         std::map<std::string, std::vector<size_t>> by_name;
         for (size_t i = 1; i < copies.size(); ++i)
@@ -573,7 +612,7 @@ private:
     // The class inputs the node has, by value; "State state"; the outputs: "out" for main,
     // "inout" for another method that writes them, by value when it only reads them.
     static void add_parameters(St_node* function, const Graph_node_class& node_class, const Graph_node& graph_node,
-                               bool is_main)
+                               const std::vector<const St_node*>& lent, bool is_main)
     {
         St_node* parameters =
             function->find_child(NODE_FUNCTION_DECLARATION)->find_child(NODE_FUNCTION_PARAMETER_LIST);
@@ -581,6 +620,8 @@ private:
         for (const Parameter& input : graph_node.inputs)
             if (find_in(node_class.inputs, input.name()))
                 parameters->add_child(function_parameter(input, nullptr));
+        for (const St_node* declaration : lent)
+            parameters->add_child(lent_parameter(declaration));
         parameters->add_child(node(NODE_FUNCTION_PARAMETER, "state", {node(NODE_SIMPLE_TYPE_SPECIFIER, "State")}));
         for (const Parameter& output : graph_node.outputs)
             parameters->add_child(
@@ -622,7 +663,8 @@ private:
 
     // A call to a method of the class passes on the caller's inputs, state and outputs, which
     // carry the same names in every copied method.
-    static void add_call_arguments(St_node* call, const Graph_node_class& node_class, const Graph_node& graph_node)
+    static void add_call_arguments(St_node* call, const Graph_node_class& node_class, const Graph_node& graph_node,
+                                   const std::vector<const St_node*>& lent)
     {
         St_node* arguments = call->find_child(NODE_FUNCTION_CALL_PARAMETERS);
         if (!arguments) {
@@ -632,6 +674,8 @@ private:
         for (const Parameter& input : graph_node.inputs)
             if (find_in(node_class.inputs, input.name()))
                 arguments->add_child(variable(input.name()));
+        for (const St_node* declaration : lent)
+            arguments->add_child(variable(declared_name(declaration)));
         arguments->add_child(variable("state"));
         for (const Parameter& output : graph_node.outputs)
             arguments->add_child(variable(output.name()));
@@ -686,8 +730,8 @@ private:
         return result;
     }
 
-    void emit_call(const Graph_node& graph_node, const Graph_node_class& node_class, const std::string& flat,
-                   bool is_root)
+    void emit_call(const Graph_node& graph_node, const Graph_node_class& node_class,
+                   const std::vector<const St_node*>& lent, const std::string& flat, bool is_root)
     {
         std::string owner = c_.safe(graph_node.name);
         if (!is_root)
@@ -709,6 +753,8 @@ private:
             else
                 delete value;
         }
+        for (const St_node* declaration : lent)
+            append(arguments, variable(declared_name(declaration)));
         append(arguments, variable("state"));
         for (const Parameter& output : graph_node.outputs)
             append(arguments, variable(is_root ? std::string(output.name()) : owner + "_" + output.name()));
@@ -956,7 +1002,51 @@ private:
     {
         std::string name = prefix ? c_.safe(std::string(prefix) + "_" + parameter.name()) : parameter.name();
         declared_inputs_[name] = {parameter.type_name_text(), parameter.array_size()};
-        append(input_block_, declare(parameter, name));
+        St_node* declaration = declare(parameter, name);
+        if (St_node* annotations = annotation_block(parameter.annotations))
+            declaration->find_child(NODE_INIT_IDENTIFIER_LIST)->first_child->add_child(annotations);
+        append(input_block_, declaration);
+    }
+
+    // Members of the class's input block that the node class does not show (an input removed
+    // from the class, a class found in the context unit) are still read by its methods: they
+    // join the flat inputs as they stand, once, and reach the copied methods as parameters.
+    static std::vector<const St_node*> lent_inputs(const Shader_declaration& shader, const Graph_node_class& node_class)
+    {
+        std::vector<const St_node*> lent;
+        for (const St_node* declaration : shader.input_variables) {
+            std::string name = declared_name(declaration);
+            if (!name.empty() && !find_in(node_class.inputs, name.c_str()))
+                lent.push_back(declaration);
+        }
+        return lent;
+    }
+
+    void copy_inner_inputs(const std::vector<const St_node*>& lent)
+    {
+        for (const St_node* declaration : lent) {
+            std::string name = declared_name(declaration);
+            if (declared_inputs_.count(name))
+                continue;
+            const St_node* specifiers = declaration->find_child(NODE_VARIABLE_SPECIFIERS);
+            const St_node* type = specifiers ? specifiers->find_child(NODE_SIMPLE_TYPE_SPECIFIER) : nullptr;
+            declared_inputs_[name] = {type ? std::string(type->text_view()) : std::string(), 1};
+            append(input_block_, declaration->clone());
+        }
+    }
+
+    // "Type name[size]" of the first variable a declaration makes.
+    static St_node* lent_parameter(const St_node* declaration)
+    {
+        const St_node* specifiers = declaration->find_child(NODE_VARIABLE_SPECIFIERS);
+        const St_node* type = specifiers ? specifiers->find_child(NODE_SIMPLE_TYPE_SPECIFIER) : nullptr;
+        St_node* result = node(NODE_FUNCTION_PARAMETER, declared_name(declaration));
+        result->add_child(type ? type->clone() : node(NODE_SIMPLE_TYPE_SPECIFIER, "Scalar"));
+        const St_node* list = declaration->find_child(NODE_INIT_IDENTIFIER_LIST);
+        const St_node* size = list && list->first_child ? list->first_child->find_child(NODE_ARRAY_SPECIFIER) : nullptr;
+        if (size)
+            result->add_child(size->clone());
+        return result;
     }
 
     struct Declared {
@@ -1213,6 +1303,7 @@ Compilation_unit* link_as_brdf(GRAPH::Compage_node_class* node_class)
     context.inline_constants = 1;
     Linker linker(context);
     linker.skeleton(node_class->name());
+    linker.class_annotations_ = annotation_block(node_class->annotations);
     linker.declare_class_parameters(*node_class);
     Linker::clear_visited(node_class->inner_nodes);
     if (!linker.emit_outputs(node_class->interface_outputs))

@@ -544,7 +544,56 @@ TEST(Linker, defaults_from_state_and_values_of_structs_arrays_and_texts)
     EXPECT_EQ(count_of(text, "FLOAT_CONSTANT \"0.750000\""), 1u) << "a_pair's second member";
     EXPECT_EQ(count_of(text, "STRING_CONSTANT \"checker.png\""), 2u);
     EXPECT_EQ(count_of(text, "STRING_CONSTANT \"hi\""), 2u);
+    // A declared input keeps its parameter's annotations as calls.
+    EXPECT_EQ(count_of(text, "FUNCTION_CALL_EXPRESSION \"default_to_state\""), 2u) << "a_plain, root_plain";
+    EXPECT_EQ(count_of(text, "STRING_CONSTANT \"no_such_state\""), 2u);
     // The struct type and the global the method reads come along, once.
     EXPECT_EQ(count_of(text, "IDENTIFIER \"Pair\""), 1u);
     EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"gain\""), 1u);
+}
+
+TEST(Linker, inputs_a_parent_lends_join_the_flat_inputs_once_and_a_brdf_keeps_its_class_annotations)
+{
+    Graph graph;
+    graph.library.add_velar_class(new Velar_node_class(graph_test::compile_source(R"(
+shader Base { input: Scalar lent = 0.5; output: Color result; void main() { result = Color(lent, 0, 0, 1); } };
+shader Child : Base { input: Scalar own = 0.25;
+    void main() { result = Color(lent, own, 0, 1); } };
+)", "child.ovl"), "Child"));
+    // A class that no longer shows an input its source's methods read (here the parent's).
+    Graph_node_class* child = graph.library.find_class("Child");
+    ASSERT_GE(find_parameter(child->inputs, "lent"), 0);
+    child->inputs.erase(child->inputs.begin() + find_parameter(child->inputs, "lent"));
+    Graph_node* first = graph.node("Child", "first");
+    Graph_node* root = graph.node("Child", "root");
+    root->attach("own", first, "result.r");
+    vorn_test::Log_capture log;
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(root, nullptr, nullptr, false));
+    for (const auto& line : log.lines())
+        ADD_FAILURE() << line.text;
+    expect_valid(unit.get(), "lent");
+    ASSERT_TRUE(unit);
+    std::string text = tree(*unit);
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"lent\""), 1u) << text;
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"first_own\""), 1u);
+
+    auto* brdf = new Compage_node_class("Glossy");
+    graph.library.add_compage_class(brdf);
+    brdf->add_parameter(false, Parameter("result", SYNTAX_TREE::TYPE_COLOR));
+    SYNTAX_TREE::Type text_type(nullptr, SYNTAX_TREE::TYPE_STRING);
+    const char* kind = "glossy";
+    ASSERT_TRUE(add_annotation(brdf->annotations, "brdf_type", {&text_type}, &kind));
+    Graph_node* inner = graph.library.find_class("Math_Color_Add")->create_node("inner");
+    brdf->add_inner_node(inner);
+    brdf->attach_interface("result", inner, "result");
+    std::unique_ptr<Compilation_unit> linked(FLAT12::link_as_brdf(brdf));
+    expect_valid(linked.get(), "brdf");
+    ASSERT_TRUE(linked);
+    std::string brdf_text = tree(*linked);
+    EXPECT_EQ(count_of(brdf_text, "ANNOTATION_BLOCK"), 1u) << brdf_text;
+    EXPECT_EQ(count_of(brdf_text, "FUNCTION_CALL_EXPRESSION \"brdf_type\""), 1u);
+    EXPECT_EQ(count_of(brdf_text, "STRING_CONSTANT \"glossy\""), 1u);
+    // Without the annotation there is no brdf.
+    remove_annotation(brdf->annotations, 0);
+    EXPECT_EQ(FLAT12::link_as_brdf(brdf), nullptr);
 }
