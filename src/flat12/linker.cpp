@@ -251,21 +251,28 @@ public:
     }
 
     // Marks every node reachable from roots as unvisited, walking a worklist so that a cycle or
-    // a long chain costs no stack.
-    static void clear_visited(const std::vector<Graph_node*>& roots)
+    // a long chain costs no stack. A wire to the interface goes on through the compound node at
+    // the chain's top, one level further out.
+    void clear_visited(const std::vector<Graph_node*>& roots) const
     {
-        std::vector<Graph_node*> work(roots.begin(), roots.end());
+        std::vector<std::pair<Graph_node*, int32_t>> work;
+        for (Graph_node* root : roots)
+            work.push_back({root, chain_.top});
         std::vector<Graph_node*> seen;
         while (!work.empty()) {
-            Graph_node* current = work.back();
+            auto [current, top] = work.back();
             work.pop_back();
             if (!current || current->visited == 3)
                 continue;
             current->visited = 3;
             seen.push_back(current);
             for (const Parameter& input : current->inputs)
-                for (const Attachment& attachment : input.attachments)
-                    work.push_back(attachment.target_node);
+                for (const Attachment& attachment : input.attachments) {
+                    if (attachment.target_node)
+                        work.push_back({attachment.target_node, top});
+                    else if (top >= 0)
+                        work.push_back({chain_.nodes[size_t(top)], top - 1});
+                }
         }
         for (Graph_node* each : seen)
             each->visited = 0;
@@ -273,38 +280,74 @@ public:
 
     // Depth-first post-order over the inputs, in parameter then attachment order: each node's
     // call follows the calls of the nodes it reads. A node reached again while its own inputs
-    // are being walked closes a cycle.
+    // are being walked closes a cycle. A wire to the interface of the compound at the chain's
+    // top reads a local "<compound node>_<input>_interface", evaluated once from that node's
+    // input one level further out, before the first node that reads it.
     bool emit_node(Graph_node* start)
     {
         if (!start || start->visited == 2)
             return true;
         struct Frame {
             Graph_node* node;
+            int32_t top;
+            const Parameter* interface = nullptr;  // set: one input of the compound node
+            std::string local;
             size_t input = 0;
             size_t attachment = 0;
         };
         std::vector<Frame> stack;
         start->visited = 1;
-        stack.push_back({start});
+        stack.push_back({start, chain_.top, nullptr, {}});
         while (!stack.empty()) {
             Frame& frame = stack.back();
-            Graph_node* next = next_source(frame.node, frame.input, frame.attachment);
-            if (next) {
-                if (next->visited == 2)
+            if (const Attachment* next = next_attachment(frame.node, frame.interface, frame.input, frame.attachment)) {
+                int32_t top = frame.top;
+                if (Graph_node* source = next->target_node) {
+                    if (source->visited == 2)
+                        continue;
+                    if (source->visited == 1)
+                        return cycle(source);
+                    source->visited = 1;
+                    stack.push_back({source, top, nullptr, {}});
                     continue;
-                if (next->visited == 1)
-                    return cycle(next);
-                next->visited = 1;
-                stack.push_back({next});
+                }
+                if (top < 0)
+                    continue;  // the compound's own input: a plain name of the flat class
+                Graph_node* compound = chain_.nodes[size_t(top)];
+                std::string head;
+                std::string tail;
+                GRAPH::split_path(next->target_name.c_str(), head, tail);
+                const Parameter* input = compound->find_input(head.c_str());
+                std::string local = c_.safe(compound->name + "_" + head + "_interface");
+                if (input && c_.generated_names.insert(local).second)
+                    stack.push_back({compound, top - 1, input, local});
                 continue;
             }
-            Graph_node* done = frame.node;
+            Frame done = std::move(frame);
             stack.pop_back();
-            done->visited = 2;
-            if (!emit_own(done))
+            current_top_ = done.top;
+            if (done.interface) {
+                emit_interface_value(*done.node, *done.interface, done.local);
+                continue;
+            }
+            done.node->visited = 2;
+            if (!emit_own(done.node))
                 return false;
         }
         return true;
+    }
+
+    // local = the compound node's input as it reaches the compound: its whole wire or its
+    // default, then its member wires.
+    void emit_interface_value(const Graph_node& compound, const Parameter& input, const std::string& local)
+    {
+        append(c_.main_body, declaration(input.type_name_text(), local, nullptr, input.array_size()));
+        const Attachment* whole = whole_attachment(input);
+        append(c_.main_body, assignment(variable(local), whole ? source_expression(*whole)
+                                                                : value_expression(compound, input, c_.safe(compound.name))));
+        for (const Attachment& attachment : input.attachments)
+            if (!attachment.member_name.empty())
+                append(c_.main_body, member_assignment(local, attachment.member_name, source_expression(attachment)));
     }
 
     // The interface outputs (or a brdf's outputs) take their values from the inner graph.
@@ -383,6 +426,7 @@ public:
 
     std::string class_name_;
     St_node* class_annotations_ = nullptr;  // the class's own, for a brdf
+    Interface_chain chain_;                  // the compounds around the root, innermost on top
 
 private:
     bool cycle(const Graph_node* node)
@@ -392,16 +436,17 @@ private:
         return false;
     }
 
-    // The next node that feeds node, advancing the cursor past it; null when all are walked.
-    static Graph_node* next_source(Graph_node* node, size_t& input, size_t& attachment)
+    // The next wire into node (or into its one input interface, when given), advancing the
+    // cursor past it; null when all are walked.
+    static const Attachment* next_attachment(const Graph_node* node, const Parameter* interface, size_t& input,
+                                             size_t& attachment)
     {
+        if (interface)
+            return attachment < interface->attachments.size() ? &interface->attachments[attachment++] : nullptr;
         while (input < node->inputs.size()) {
             const Parameter& parameter = node->inputs[input];
-            while (attachment < parameter.attachments.size()) {
-                Graph_node* target = parameter.attachments[attachment++].target_node;
-                if (target)
-                    return target;
-            }
+            if (attachment < parameter.attachments.size())
+                return &parameter.attachments[attachment++];
             ++input;
             attachment = 0;
         }
@@ -883,7 +928,9 @@ private:
         std::string head;
         std::string tail;
         GRAPH::split_path(attachment.target_name.c_str(), head, tail);
-        std::string name = attachment.target_node ? c_.safe(attachment.target_node->name) + "_" + head : head;
+        std::string name = attachment.target_node ? c_.safe(attachment.target_node->name) + "_" + head
+                           : current_top_ >= 0 ? chain_.nodes[size_t(current_top_)]->name + "_" + head + "_interface"
+                                               : head;
         St_node* expression = variable(c_.safe(name));
         if (tail.empty())
             return expression;
@@ -1064,6 +1111,7 @@ private:
     std::unordered_map<St_node*, St_node*> tails_;
     std::set<const Compilation_unit*> collected_units_;
     std::set<std::string> global_names_;
+    int32_t current_top_ = -1;  // the chain entry whose interface the node being emitted reads
     int32_t temporaries_ = 0;
 };
 
@@ -1209,9 +1257,6 @@ St_node* constant_expression(const SYNTAX_TREE::Type& type, const void* bytes)
 
 Compilation_unit* link_graph(Graph_node* root, const Interface_chain* chain, Compilation_unit* context_unit, bool debug)
 {
-    // Wires to a surrounding compound's interface are read as the compound's own inputs; the
-    // chain that would expand them in place is not walked yet.
-    (void)chain;
     if (!root || !root->node_class())
         return nullptr;
     Link_context context;
@@ -1221,7 +1266,15 @@ Compilation_unit* link_graph(Graph_node* root, const Interface_chain* chain, Com
     Linker linker(context);
     linker.skeleton(root->node_class()->name());
     linker.declare_root_outputs(*root);
-    Linker::clear_visited({root});
+    if (chain) {
+        linker.chain_ = *chain;
+        if (linker.chain_.top >= int32_t(linker.chain_.nodes.size()))
+            linker.chain_.top = int32_t(linker.chain_.nodes.size()) - 1;
+        for (Graph_node* each : linker.chain_.nodes)
+            if (!each)
+                return nullptr;
+    }
+    linker.clear_visited({root});
     if (!linker.emit_node(root))
         return nullptr;
     return linker.finish();
@@ -1248,7 +1301,7 @@ Compilation_unit* link_node_class(GRAPH::Compage_node_class* node_class, Compila
     Linker linker(context);
     linker.skeleton(node_class->name());
     linker.declare_class_parameters(*node_class);
-    Linker::clear_visited(node_class->inner_nodes);
+    linker.clear_visited(node_class->inner_nodes);
     if (!linker.emit_outputs(node_class->interface_outputs))
         return nullptr;
     return linker.finish();
@@ -1305,7 +1358,7 @@ Compilation_unit* link_as_brdf(GRAPH::Compage_node_class* node_class)
     linker.skeleton(node_class->name());
     linker.class_annotations_ = annotation_block(node_class->annotations);
     linker.declare_class_parameters(*node_class);
-    Linker::clear_visited(node_class->inner_nodes);
+    linker.clear_visited(node_class->inner_nodes);
     if (!linker.emit_outputs(node_class->interface_outputs))
         return nullptr;
     return linker.finish();

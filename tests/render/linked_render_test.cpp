@@ -287,3 +287,43 @@ output:
                 << x << "," << y << ": " << to_string(result.image.at(x, y)) << " not " << to_string(expected);
         }
 }
+
+TEST(Linked_render, a_node_inside_a_compound_linked_through_its_chain_reads_the_outer_graph)
+{
+    Graph_library library;
+    library.add_intrinsic_classes();
+    auto* tint_class = new Compage_node_class("Tint");
+    library.add_compage_class(tint_class);
+    tint_class->add_parameter(true, Parameter("color", QZ::SYNTAX_TREE::TYPE_COLOR));
+    tint_class->add_parameter(true, Parameter("gain", QZ::SYNTAX_TREE::TYPE_SCALAR));
+    tint_class->add_parameter(false, Parameter("result", QZ::SYNTAX_TREE::TYPE_COLOR));
+    Graph_node* n = library.find_class("Math_Color_Add")->create_node("n");
+    Graph_node* m = library.find_class("Math_Color_Multiply")->create_node("m");
+    tint_class->add_inner_node(n);
+    tint_class->add_inner_node(m);
+    n->attach("left", nullptr, "color");
+    n->attach("right", nullptr, "color");
+    m->attach("left", n, "result");
+    m->attach("right.g", nullptr, "gain");
+    tint_class->attach_interface("result", m, "result");
+    Graph_node* src = library.find_class("Math_Color_Add")->create_node("src");
+    library.add_node(src);
+    Graph_node* tint = tint_class->create_node("tint");
+    library.add_node(tint);
+    tint->attach("color", src, "result");
+    QZ::FLAT12::Interface_chain chain;
+    chain.nodes.push_back(tint);
+    chain.top = 0;
+    std::unique_ptr<Compilation_unit> unit(QZ::FLAT12::link_graph(m, &chain, nullptr, false));
+    Render_request request = request_for(unit.get(), "__generated");
+    ASSERT_FALSE(request.fragment_text.empty());
+    // What a host sets from the flat inputs: src's two inputs, m's own right, tint's gain.
+    request.set_vec4("ovl_src_left", 0.125f, 0.25f, 0.375f, 0.5f);
+    request.set_vec4("ovl_src_right", 0.0f, 0.0f, 0.0f, 0.0f);
+    request.set_vec4("ovl_m_right", 1.0f, 1.0f, 1.0f, 1.0f);
+    request.set_float("ovl_tint_gain", 0.4f);
+    Render_result result = vorn_render::render(request);
+    ASSERT_TRUE(result.ok()) << result.message << "\n" << request.fragment_text;
+    // n = 2 src = (0.25, 0.5, 0.75, 1); m = n * (1, gain, 1, 1).
+    EXPECT_TRUE(near(result.image.at(7, 7), Rgba{64, 51, 191, 255}, 2)) << to_string(result.image.at(7, 7));
+}

@@ -597,3 +597,51 @@ shader Child : Base { input: Scalar own = 0.25;
     remove_annotation(brdf->annotations, 0);
     EXPECT_EQ(FLAT12::link_as_brdf(brdf), nullptr);
 }
+
+TEST(Linker, a_root_inside_a_compound_reads_the_interface_through_the_chain_once_per_input)
+{
+    // Tint's inner graph: n = color + color, m = n * right with right.g from the gain input.
+    // Linking m with the chain {tint} evaluates tint's inputs from the outer graph.
+    Graph graph;
+    auto* tint_class = new Compage_node_class("Tint");
+    graph.library.add_compage_class(tint_class);
+    tint_class->add_parameter(true, Parameter("color", SYNTAX_TREE::TYPE_COLOR));
+    tint_class->add_parameter(true, Parameter("gain", SYNTAX_TREE::TYPE_SCALAR));
+    tint_class->add_parameter(false, Parameter("result", SYNTAX_TREE::TYPE_COLOR));
+    Graph_node* n = graph.library.find_class("Math_Color_Add")->create_node("n");
+    Graph_node* m = graph.library.find_class("Math_Color_Multiply")->create_node("m");
+    tint_class->add_inner_node(n);
+    tint_class->add_inner_node(m);
+    n->attach("left", nullptr, "color");
+    n->attach("right", nullptr, "color");
+    m->attach("left", n, "result");
+    m->attach("right.g", nullptr, "gain");
+    tint_class->attach_interface("result", m, "result");
+    Graph_node* src = graph.node("Math_Color_Add", "src");
+    Graph_node* tint = graph.node("Tint", "tint");
+    tint->attach("color", src, "result");
+
+    FLAT12::Interface_chain chain;
+    chain.nodes.push_back(tint);
+    chain.top = 0;
+    std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(m, &chain, nullptr, false));
+    expect_valid(unit.get(), "chain");
+    ASSERT_TRUE(unit);
+    std::string text = tree(*unit);
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"tint_color_interface\""), 1u) << "two wires, one local";
+    EXPECT_EQ(count_of(text, "VARIABLE_ID \"tint_color_interface\""), 3u) << "assigned once, read twice";
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"tint_gain_interface\""), 1u);
+    EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"tint_gain\""), 1u) << "the unwired input's default";
+    EXPECT_EQ(count_of(text, "FUNCTION_CALL_EXPRESSION \"Math_Color_Add_main\""), 2u) << "src and n";
+    // The outer node runs before the local that reads it, which comes before n's call.
+    size_t src_call = text.find("INIT_IDENTIFIER \"src_result\"");
+    size_t local = text.find("INIT_IDENTIFIER \"tint_color_interface\"");
+    size_t n_call = text.find("INIT_IDENTIFIER \"n_result\"");
+    EXPECT_LT(src_call, local);
+    EXPECT_LT(local, n_call);
+
+    // Without the chain the same wires read the flat class's own inputs, which do not exist.
+    std::unique_ptr<Compilation_unit> bare(FLAT12::link_graph(m, nullptr, nullptr, false));
+    ASSERT_TRUE(bare);
+    EXPECT_FALSE(bare->errors().empty()) << "an interface wire outside its compound names nothing";
+}
