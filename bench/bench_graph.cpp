@@ -64,4 +64,29 @@ void BM_graph_nodes_wired_and_removed(benchmark::State& state)
 }
 BENCHMARK(BM_graph_nodes_wired_and_removed)->Arg(1000)->Arg(10000)->Arg(20000)->Unit(benchmark::kMillisecond);
 
+// The same graph removed oldest first: each removal searches the library's and the class's
+// lists from their ends and closes the gap, so this one grows faster than the count.
+void BM_graph_nodes_removed_oldest_first(benchmark::State& state)
+{
+    vorn_bench::ensure_library_started();
+    Graph_library library;
+    library.add_intrinsic_classes();
+    Graph_node_class* add = library.find_class("Math_Scalar_Add");
+    const int count = int(state.range(0));
+    for (auto _ : state) {
+        Graph_node* previous = nullptr;
+        for (int i = 0; i < count; ++i) {
+            Graph_node* node = add->create_node("n");
+            library.add_node(node);
+            if (previous)
+                node->attach("left", previous, "result");
+            previous = node;
+        }
+        while (!library.nodes.empty())
+            library.remove_node(library.nodes.front());
+    }
+    state.SetItemsProcessed(state.iterations() * count);
+}
+BENCHMARK(BM_graph_nodes_removed_oldest_first)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+
 }  // namespace
