@@ -37,4 +37,16 @@ sed -n '/^vec4 Rim_eval(State state)$/,/^}$/p' "$out/rim.frag"
 echo "== vornc dump-tree examples/rim.ovl (first lines)"
 tree=$("$vornc" dump-tree examples/rim.ovl)
 head -n 12 <<<"$tree"
+graphs=0
+for graph in examples/*.xovl; do
+  echo "== vornc graph $graph"
+  if ! "$vornc" graph "$graph" >"$out/$(basename "$graph" .xovl).txt"; then
+    echo "demo: $graph has diagnostics" >&2
+    exit 1
+  fi
+  sed -n '/^nodes$/,$p' "$out/$(basename "$graph" .xovl).txt"
+  "$vornc" graph "$graph" --dot >"$out/$(basename "$graph" .xovl).dot"
+  graphs=$((graphs + 1))
+done
 echo "demo: $checked examples checked without diagnostics, $written generated files in $out/"
+echo "demo: $graphs graph files listed, drawn as $out/*.dot (dot -Tpng FILE.dot -o FILE.png)"

@@ -9,7 +9,7 @@ packages=(g++ cmake ninja-build pkg-config libexpat1-dev)
 if [ "${1:-}" != demo ]; then
   packages+=(
     libgtest-dev libgmock-dev libbenchmark-dev
-    glslang-tools
+    glslang-tools graphviz
     libosmesa6-dev
     clang libclang-rt-14-dev
     binutils

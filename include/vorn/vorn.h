@@ -527,6 +527,10 @@ public:
      * it cannot be linked. The unit may carry errors. */
     virtual ICompilation_unit* compile() = 0;
     virtual IGraph_annotations* get_annotations() = 0;
+    /* The source file a class from a source was compiled from, as the graph file or the
+     * compile named it; "" for a class without a file (the intrinsic classes). A compound gives
+     * the graph file it was last read from or saved to, if any. */
+    virtual const char* get_file_name() = 0;
 
 protected:
     ~IGraph_node_class() = default;

@@ -588,7 +588,12 @@ void Xml_graph_library_reader::compile_source(const std::string& path)
     SYNTAX_TREE::Error_list errors;
     std::shared_ptr<SYNTAX_TREE::Compilation_unit> unit(
         COMPILER::mod_compiler ? COMPILER::mod_compiler->compile_file(path.c_str(), &errors) : nullptr);
-    errors_.insert(errors_.end(), errors.begin(), errors.end());
+    // Kept apart from the graph file's own: a source that cannot be opened is no reason to give
+    // up the graph, and each record's line is one of the source.
+    if (unit)
+        errors.insert(errors.end(), unit->errors().begin(), unit->errors().end());
+    if (!errors.empty())
+        source_errors_.emplace_back(path, std::move(errors));
     if (!unit)
         return;
     auto source = std::make_shared<Compiled_source>(unit, path);
@@ -643,15 +648,61 @@ Graph_node_class* Xml_graph_library_reader::find_class(const char* name)
     if (!resolver_)
         return nullptr;
     Graph_node_class* outside = resolver_->find_class(name);
-    Graph_node_class* copy = outside ? outside->clone() : nullptr;
-    if (!copy)
-        return nullptr;
-    enter_types(*copy);
-    if (copy->kind() == CLASS_COMPAGE)
-        library_->add_compage_class(static_cast<Compage_node_class*>(copy));
-    else
-        library_->add_velar_class(copy);
-    return copy;
+    return outside ? adopt(outside) : nullptr;
+}
+
+// A class of the resolver, cloned into the library with every class its inner nodes use that
+// the library lacks (compounds bring theirs in turn): the copies' inner nodes use the copies, so
+// the library owns all it refers to. The walk is a work list: deep compounds cost no stack.
+Graph_node_class* Xml_graph_library_reader::adopt(Graph_node_class* outside)
+{
+    // From each class met to the class the library will use for it: its own of that name, or a copy.
+    Class_map copies;
+    std::vector<const Graph_node_class*> wanted{outside};
+    std::unordered_set<const Graph_node_class*> met{outside};
+    for (size_t i = 0; i < wanted.size(); ++i) {
+        const auto* compound = dynamic_cast<const Compage_node_class*>(wanted[i]);
+        if (!compound)
+            continue;
+        for (const Graph_node* node : compound->inner_nodes) {
+            const Graph_node_class* used = node->node_class();
+            if (!used || !met.insert(used).second)
+                continue;
+            if (Graph_node_class* own = library_->find_class(used->name()))
+                copies[used] = own;
+            else
+                wanted.push_back(used);
+        }
+    }
+    std::vector<std::pair<Compage_node_class*, const Compage_node_class*>> compounds;
+    for (const Graph_node_class* each : wanted) {
+        Graph_node_class* copy = nullptr;
+        if (const auto* compound = dynamic_cast<const Compage_node_class*>(each)) {
+            // Filled below, once every class its nodes may use has its copy.
+            auto* empty = new Compage_node_class(compound->name());
+            compounds.emplace_back(empty, compound);
+            copy = empty;
+        } else {
+            copy = each->clone();
+        }
+        if (copy)
+            copies[each] = copy;
+    }
+    for (auto& [copy, compound] : compounds)
+        copy->copy_from(compound, copies);
+    for (const Graph_node_class* each : wanted) {
+        auto copy = copies.find(each);
+        if (copy == copies.end())
+            continue;  // a class that cannot be cloned (its source is gone)
+        auto* made = const_cast<Graph_node_class*>(copy->second);
+        enter_types(*made);
+        if (made->kind() == CLASS_COMPAGE)
+            library_->add_compage_class(static_cast<Compage_node_class*>(made));
+        else
+            library_->add_velar_class(made);
+    }
+    auto found = copies.find(outside);
+    return found == copies.end() ? nullptr : const_cast<Graph_node_class*>(found->second);
 }
 
 void Xml_graph_library_reader::start_node(const char** attributes)
@@ -967,10 +1018,19 @@ void Xml_graph_library_reader::end_parameter()
 
 namespace {
 
-Graph_library* finish_read(Xml_graph_library_reader& reader, bool opened, SYNTAX_TREE::Error_list* errors)
+Graph_library* finish_read(Xml_graph_library_reader& reader, bool opened, SYNTAX_TREE::Error_list* errors,
+                           File_errors* by_file, const std::string& name)
 {
-    if (errors && !reader.errors().empty())
+    if (errors) {
         errors->insert(errors->end(), reader.errors().begin(), reader.errors().end());
+        for (const auto& source : reader.source_errors())
+            errors->insert(errors->end(), source.second.begin(), source.second.end());
+    }
+    if (by_file) {
+        if (!reader.errors().empty())
+            by_file->emplace_back(name, reader.errors());
+        by_file->insert(by_file->end(), reader.source_errors().begin(), reader.source_errors().end());
+    }
     return opened ? reader.library() : nullptr;
 }
 
@@ -985,13 +1045,13 @@ bool nothing_to_read(const Xml_graph_library_reader& reader)
 }  // namespace
 
 Graph_library* load_file(const char* path, Graph_class_resolver* resolver, SYNTAX_TREE::Error_list* errors,
-                         const Graph_read_hooks& hooks, Graph_library* into)
+                         const Graph_read_hooks& hooks, Graph_library* into, File_errors* by_file)
 {
     std::unique_ptr<Graph_library> made(into ? nullptr : new Graph_library);
     Xml_graph_library_reader reader(into ? into : made.get(), resolver, hooks);
     const bool parsed = reader.parse_file(path);
     const bool opened = parsed && !nothing_to_read(reader);
-    Graph_library* library = finish_read(reader, opened, errors);
+    Graph_library* library = finish_read(reader, opened, errors, by_file, path ? path : "");
     if (!library)
         return nullptr;
     library->file_name = reader.file_name();
@@ -1000,12 +1060,12 @@ Graph_library* load_file(const char* path, Graph_class_resolver* resolver, SYNTA
 }
 
 Graph_library* load_string(const char* text, Graph_class_resolver* resolver, SYNTAX_TREE::Error_list* errors,
-                           const Graph_read_hooks& hooks, Graph_library* into)
+                           const Graph_read_hooks& hooks, Graph_library* into, File_errors* by_file)
 {
     std::unique_ptr<Graph_library> made(into ? nullptr : new Graph_library);
     Xml_graph_library_reader reader(into ? into : made.get(), resolver, hooks);
     reader.parse_string(text);
-    Graph_library* library = finish_read(reader, !nothing_to_read(reader), errors);
+    Graph_library* library = finish_read(reader, !nothing_to_read(reader), errors, by_file, "unknown file");
     if (library)
         made.release();
     return library;

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "compiler/xml_reader.h"
@@ -25,6 +26,9 @@ class Graph_node;
 class Graph_node_class;
 class Compage_node_class;
 class Parameter;
+
+// Diagnostics, each list under the name of the file it is about.
+using File_errors = std::vector<std::pair<std::string, SYNTAX_TREE::Error_list>>;
 
 // The host's own data inside gui_data and render_data.
 using Gui_write_callback = void (*)(void* context, Graph_node* node, COMPILER::Gui_data_writer* writer);
@@ -98,6 +102,8 @@ public:
     ~Xml_graph_library_reader() override;
 
     Graph_library* library() const { return library_; }
+    // The diagnostics of each source file compiled, apart from those of the graph file itself.
+    const File_errors& source_errors() const { return source_errors_; }
 
     static constexpr uint32_t MAX_VALUE_DEPTH = 256;
 
@@ -126,6 +132,7 @@ private:
     void compile_source(const std::string& path);
     void enter_types(const Graph_node_class& node_class);
     Graph_node_class* find_class(const char* name);
+    Graph_node_class* adopt(Graph_node_class* outside);
     Graph_node* find_target(const char* name);
     const SYNTAX_TREE::Type* find_type(const char* name);
     Parameter* current_parameter();
@@ -135,6 +142,7 @@ private:
     Graph_class_resolver* resolver_;
     Graph_read_hooks hooks_;
     std::set<std::string> source_seen_;
+    File_errors source_errors_;
     std::unordered_map<std::string, std::unique_ptr<SYNTAX_TREE::Type>> local_types_;
     std::unordered_map<std::string, std::unique_ptr<SYNTAX_TREE::Type>> builtin_types_;
     std::unordered_map<std::string, Graph_node*> top_nodes_;
@@ -156,12 +164,16 @@ private:
 };
 
 // A library read from a file or a string, or into an existing library when into is given. The
-// reader's errors are appended to errors. Null only when nothing could be read (no file, no
-// text); XML errors and the messages of the read leave what was read so far.
+// reader's errors, then those of each source file it compiled, are appended to errors, and to
+// by_file each list under its file's name (the graph file's own first; "unknown file" for a
+// string). Null only when nothing could be read (no file, no text); XML errors and the messages
+// of the read leave what was read so far.
 Graph_library* load_file(const char* path, Graph_class_resolver* resolver, SYNTAX_TREE::Error_list* errors,
-                         const Graph_read_hooks& hooks = {}, Graph_library* into = nullptr);
+                         const Graph_read_hooks& hooks = {}, Graph_library* into = nullptr,
+                         File_errors* by_file = nullptr);
 Graph_library* load_string(const char* text, Graph_class_resolver* resolver, SYNTAX_TREE::Error_list* errors,
-                           const Graph_read_hooks& hooks = {}, Graph_library* into = nullptr);
+                           const Graph_read_hooks& hooks = {}, Graph_library* into = nullptr,
+                           File_errors* by_file = nullptr);
 
 }  // namespace GRAPH
 }  // namespace QZ

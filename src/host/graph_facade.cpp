@@ -738,6 +738,16 @@ vorn::IGraph_annotations* Class_wrapper<Base, ID>::get_annotations()
         [node_class, life]() -> GRAPH::Annotation_list* { return ended(life) ? nullptr : &node_class->annotations; });
 }
 
+template <typename Base, int32_t ID>
+const char* Class_wrapper<Base, ID>::get_file_name()
+{
+    Graph_node_class* node_class = live("IGraph_node_class::get_file_name");
+    if (!node_class)
+        return nullptr;
+    node_class->file_name(file_name_);
+    return file_name_.c_str();
+}
+
 template class Class_wrapper<vorn::IVelar_node_class, vorn::IID_VELAR_NODE_CLASS>;
 template class Class_wrapper<vorn::ICompage_node_class, vorn::IID_COMPAGE_NODE_CLASS>;
 
@@ -987,10 +997,11 @@ bool Graph_library_wrapper::add_from_file(const char* file_name, vorn::ICompiler
     Graph_library* library = live(operation);
     if (!library || !name_argument(file_name, operation))
         return false;
-    SYNTAX_TREE::Error_list list;
-    Graph_library* read = GRAPH::load_file(file_name, nullptr, &list, GRAPH::Graph_read_hooks{}, library);
-    if (auto* collector = dynamic_cast<Compiler_errors_wrapper*>(errors); collector && !list.empty())
-        collector->add_list(file_name, list);
+    GRAPH::File_errors lists;
+    Graph_library* read = GRAPH::load_file(file_name, nullptr, nullptr, GRAPH::Graph_read_hooks{}, library, &lists);
+    if (auto* collector = dynamic_cast<Compiler_errors_wrapper*>(errors))
+        for (const auto& list : lists)
+            collector->add_list(list.first, list.second);
     return read != nullptr;
 }
 
@@ -1313,11 +1324,11 @@ vorn::IGraph_library* Vorn_graph_impl::create_library() { return wrap_library(sh
 
 namespace {
 
-vorn::IGraph_library* finish_load(Graph_library* library, const SYNTAX_TREE::Error_list& list, const char* name,
-                                  vorn::ICompiler_errors* errors)
+vorn::IGraph_library* finish_load(Graph_library* library, const GRAPH::File_errors& lists, vorn::ICompiler_errors* errors)
 {
-    if (auto* collector = dynamic_cast<Compiler_errors_wrapper*>(errors); collector && !list.empty())
-        collector->add_list(name, list);
+    if (auto* collector = dynamic_cast<Compiler_errors_wrapper*>(errors))
+        for (const auto& list : lists)
+            collector->add_list(list.first, list.second);
     return library ? wrap_library(share_library(library)) : nullptr;
 }
 
@@ -1327,17 +1338,17 @@ vorn::IGraph_library* finish_load(Graph_library* library, const SYNTAX_TREE::Err
 vorn::IGraph_library* Vorn_graph_impl::load_library(const char* file_name, vorn::IGraph_library_manager*,
                                                     vorn::ICompiler_errors* errors)
 {
-    SYNTAX_TREE::Error_list list;
-    Graph_library* library = GRAPH::load_file(file_name, nullptr, &list);
-    return finish_load(library, list, name_or_empty(file_name), errors);
+    GRAPH::File_errors lists;
+    Graph_library* library = GRAPH::load_file(file_name, nullptr, nullptr, GRAPH::Graph_read_hooks{}, nullptr, &lists);
+    return finish_load(library, lists, errors);
 }
 
 vorn::IGraph_library* Vorn_graph_impl::load_library_from_text(const char* text, vorn::IGraph_library_manager*,
                                                               vorn::ICompiler_errors* errors)
 {
-    SYNTAX_TREE::Error_list list;
-    Graph_library* library = GRAPH::load_string(text, nullptr, &list);
-    return finish_load(library, list, "unknown file", errors);
+    GRAPH::File_errors lists;
+    Graph_library* library = GRAPH::load_string(text, nullptr, nullptr, GRAPH::Graph_read_hooks{}, nullptr, &lists);
+    return finish_load(library, lists, errors);
 }
 
 }  // namespace HOST

@@ -102,6 +102,9 @@ public:
     GRAPH::Graph_node_class* live(const char* operation);
     GRAPH::Graph_node_class* peek() const;
 
+protected:
+    std::string file_name_;  // what get_file_name answered last
+
 private:
     GRAPH::Graph_node_class* class_;
     Life life_;
@@ -138,6 +141,7 @@ public:
     vorn::ISyntax_tree* get_shader_tree() override;
     vorn::ICompilation_unit* compile() override;
     vorn::IGraph_annotations* get_annotations() override;
+    const char* get_file_name() override;
 };
 
 using Velar_node_class_wrapper = Class_wrapper<vorn::IVelar_node_class, vorn::IID_VELAR_NODE_CLASS>;

@@ -67,6 +67,7 @@ public:
     vorn::ISyntax_tree* get_shader_tree() override { return nullptr; }
     vorn::ICompilation_unit* compile() override { return nullptr; }
     vorn::IGraph_annotations* get_annotations() override { return nullptr; }
+    const char* get_file_name() override { return ""; }
 };
 
 vorn::IGraph_library* load(Session& session)
@@ -296,6 +297,7 @@ TEST(Host_graph_misuse, wrappers_outliving_their_objects_refuse_every_call)
     EXPECT_EQ(add->get_name(), nullptr);
     EXPECT_EQ(add->get_instance_count(), 0u);
     EXPECT_EQ(add->compile(), nullptr);
+    EXPECT_EQ(add->get_file_name(), nullptr);
     EXPECT_EQ(library->create_node(add, "x"), nullptr);
     EXPECT_EQ(b->get_node_class(), nullptr) << "the node lost its class and kept its parameters";
     EXPECT_EQ(b->get_parameter_count(vorn::PARAMETERS_INPUT), 2u);

@@ -190,6 +190,9 @@ Built build_graph(Session& session, const std::string& dir)
         return built;
     uint32_t intrinsic_count = built.library->get_class_count();
     EXPECT_GT(intrinsic_count, 300u);
+    std::string file = tint->get_file_name();
+    EXPECT_EQ(file.substr(file.rfind('/') + 1), "tint.ovl");
+    EXPECT_EQ(file[0], '/') << "kept absolute, so that a library saved anywhere finds it";
     EXPECT_TRUE(built.library->add_class(tint));
     EXPECT_FALSE(built.library->add_class(tint)) << "a class belongs to one library";
     EXPECT_EQ(built.library->get_class_count(), intrinsic_count + 1);
@@ -210,6 +213,9 @@ Built build_graph(Session& session, const std::string& dir)
     scalar->release();
     vorn::IGraph_node_class* add = built.library->find_class("Math_Scalar_Add");
     EXPECT_NE(add, nullptr);
+    if (add) {
+        EXPECT_STREQ(add->get_file_name(), "") << "an intrinsic class has no file";
+    }
     vorn::IGraph_node* sum = doubler->create_node(add, "sum");
     EXPECT_NE(sum, nullptr);
     sum->attach("left", nullptr, "x");
@@ -535,4 +541,28 @@ TEST(Host_graph, the_observer_hears_edits_in_order)
     built.root->set_observer(nullptr);
     EXPECT_EQ(built.root->get_observer(), nullptr);
     built.release_all();
+}
+
+TEST(Host_graph, the_example_graph_files_load_without_diagnostics_and_link_to_valid_gl)
+{
+    Session session;
+    ASSERT_NE(session.graph, nullptr);
+    std::string dir = temp_dir("examples");
+    for (const char* name : {"glow_checker", "tinted_tiles"}) {
+        std::string file = std::string(VORN_SOURCE_DIR) + "/examples/" + name + ".xovl";
+        vorn::ICompiler_errors* errors = session.compiler->create_errors();
+        vorn::IGraph_library* library = session.graph->load_library(file.c_str(), nullptr, errors);
+        ASSERT_NE(library, nullptr) << name;
+        EXPECT_EQ(errors->get_count(), 0u) << name;
+        vorn::IGraph_node* surface = library->find_node("surface");
+        ASSERT_NE(surface, nullptr) << name;
+        vorn::ICompilation_unit* unit = session.compiler->compile_graph(surface, errors, nullptr);
+        ASSERT_NE(unit, nullptr) << name;
+        EXPECT_EQ(errors->get_count(), 0u) << name;
+        expect_valid_gl(unit, dir);
+        unit->release();
+        surface->release();
+        library->release();
+        errors->release();
+    }
 }

@@ -24,6 +24,12 @@ const char* const usage_text =
     "                    compile a file and save the unit as the binary compiled file OUT;\n"
     "                    with --target, also write the generated programs\n"
     "  dump-tree FILE    compile a file and print the trees of its shaders and functions\n"
+    "  graph FILE.xovl [--dot]\n"
+    "                    read a graph file and list its source files, its classes with\n"
+    "                    their parameters and its nodes with their values and wires; with\n"
+    "                    --dot, write the graph in Graphviz's dot language instead (for\n"
+    "                    dot -Tpng). Diagnostics of the read go to standard error; exit\n"
+    "                    status 1 if there were any\n"
     "  paths             print the shader search path, one directory per line\n"
     "\n"
     "Options:\n"
@@ -42,6 +48,10 @@ int parse_arguments(int argc, char** argv, Arguments& arguments)
         if (word == "--version") {
             std::printf("vornc %s\n", VORN_VERSION_TEXT);
             return 0;
+        }
+        if (word == "--dot") {
+            arguments.dot = true;
+            continue;
         }
         if (word == "--path") {
             if (i + 1 >= argc) {

@@ -20,6 +20,8 @@ struct Arguments {
     std::vector<std::pair<std::string, std::string>> options;
     std::string output_directory = ".";
     std::string save_binary;
+    // graph
+    bool dot = false;
 };
 
 // Sorts the words of argv into arguments. -1 when a command is to run; else the exit status

@@ -11,9 +11,13 @@
 #include <vector>
 
 #include "arguments.h"
+#include "graph_command.h"
+#include "reporting.h"
 #include "vorn/vorn.h"
 
 using vornc::Arguments;
+using vornc::caught_log_lines;
+using vornc::print_diagnostics;
 using vornc::parse_arguments;
 using vornc::usage_text;
 
@@ -103,19 +107,6 @@ int command_paths(const Arguments& arguments)
         start = end + 1;
     }
     return 0;
-}
-
-// Prints every diagnostic the collector holds, one per line; returns how many there were.
-uint32_t print_diagnostics(vorn::ICompiler_errors* errors)
-{
-    uint32_t count = errors->get_count();
-    std::vector<char> message;
-    for (uint32_t i = 0; i < count; ++i) {
-        message.resize(errors->get_message_length(i) + 1);
-        errors->get_message(i, message.data(), static_cast<uint32_t>(message.size()));
-        std::fprintf(stderr, "%s\n", message.data());
-    }
-    return count;
 }
 
 vorn::IVorn_compiler* get_compiler(vorn::IVorn* root)
@@ -253,35 +244,6 @@ bool ends_with(const std::string& text, const std::string& ending)
     return text.size() >= ending.size() && text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
 }
 
-// The library reports a binary file it cannot read or write by log lines on standard error and
-// nothing else. Runs action with standard error caught, passes what came on, and returns it.
-std::string caught_log_lines(const std::function<void()>& action)
-{
-    std::fflush(stderr);
-    std::FILE* caught = std::tmpfile();
-    int saved = caught ? ::dup(2) : -1;
-    if (saved < 0 || ::dup2(fileno(caught), 2) < 0) {
-        if (saved >= 0)
-            ::close(saved);
-        if (caught)
-            std::fclose(caught);
-        action();
-        return std::string();
-    }
-    action();
-    std::fflush(stderr);
-    ::dup2(saved, 2);
-    ::close(saved);
-    std::string text;
-    std::rewind(caught);
-    char block[4096];
-    for (size_t got; (got = std::fread(block, 1, sizeof block, caught)) > 0;)
-        text.append(block, got);
-    std::fclose(caught);
-    std::fputs(text.c_str(), stderr);
-    return text;
-}
-
 // A unit read from a binary file and completed, or null after any log line about it.
 vorn::ICompilation_unit* load_reporting(vorn::IVorn_compiler* compiler, const std::string& file)
 {
@@ -412,6 +374,8 @@ int main(int argc, char** argv)
         status = command_dump_tree(root, arguments);
     } else if (arguments.command == "check") {
         status = command_check(root, arguments);
+    } else if (arguments.command == "graph") {
+        status = vornc::command_graph(root, arguments);
     } else if (arguments.command == "paths") {
         status = command_paths(arguments);
     } else {

@@ -368,3 +368,126 @@ TEST(Graph_file, host_data_is_written_through_the_callbacks_and_read_back_as_tex
     EXPECT_NE(seen.gui.find("<position x=\"12\" label=\"n\"/>"), std::string::npos);
     EXPECT_NE(seen.render.find("<view/>"), std::string::npos);
 }
+
+namespace {
+
+// Finds classes in a library of the host's.
+class Library_resolver : public Graph_class_resolver {
+public:
+    explicit Library_resolver(Graph_library& library) : library_(library) {}
+    Graph_node_class* find_class(const char* name) override
+    {
+        ++asked;
+        return library_.find_class(name);
+    }
+    bool provides_intrinsics() override { return false; }
+    int asked = 0;
+
+private:
+    Graph_library& library_;
+};
+
+}  // namespace
+
+TEST(Graph_file, a_compound_found_through_the_resolver_brings_the_classes_it_uses)
+{
+    // The host's library: Four_times holds two Twice nodes, Twice a Math_Scalar_Add node.
+    auto outside = std::make_unique<Graph_library>();
+    std::unique_ptr<Graph_library> staged(load_file((data_dir + "/compound.xovl").c_str(), nullptr, nullptr));
+    ASSERT_TRUE(staged);
+    outside->merge(staged.get());
+    Library_resolver resolver(*outside);
+    Error_list errors;
+    std::unique_ptr<Graph_library> library(load_string(R"(<root>
+  <node name="big" class="Four_times"><input name="x" value="2"/></node>
+</root>)",
+                                                       &resolver, &errors));
+    ASSERT_TRUE(library);
+    EXPECT_TRUE(errors.empty());
+    Graph_node_class* four = library->find_class("Four_times");
+    Graph_node_class* twice = library->find_class("Twice");
+    Graph_node_class* add = library->find_class("Math_Scalar_Add");
+    ASSERT_TRUE(four && twice && add) << "the compound came with the classes its inner nodes use";
+    EXPECT_EQ(library->class_count(), 3u) << "and only those";
+    EXPECT_NE(four, outside->find_class("Four_times"));
+    // Inner nodes use the library's copies, so the host's library may go.
+    auto* four_compound = static_cast<Compage_node_class*>(four);
+    ASSERT_EQ(four_compound->inner_nodes.size(), 2u);
+    EXPECT_EQ(four_compound->inner_nodes[0]->node_class(), twice);
+    EXPECT_EQ(static_cast<Compage_node_class*>(twice)->inner_nodes[0]->node_class(), add);
+    EXPECT_TRUE(graph_classes_equal(four, outside->find_class("Four_times"), Class_map()));
+    outside.reset();
+    std::string dir = vorn_test::make_temp_dir("graph_file_resolved");
+    ASSERT_TRUE(library->save((dir + "/resolved.xovl").c_str()));
+    std::string text = vorn_test::read_file(dir + "/resolved.xovl");
+    EXPECT_NE(text.find("<compage name=\"Twice\">"), std::string::npos) << text;
+    EXPECT_LT(text.find("<compage name=\"Twice\">"), text.find("<compage name=\"Four_times\">"));
+}
+
+TEST(Graph_file, a_class_the_library_has_is_not_asked_of_the_resolver)
+{
+    Graph_library outside;
+    outside.add_intrinsic_classes();
+    Library_resolver resolver(outside);
+    std::unique_ptr<Graph_library> library(load_string(R"(<root>
+  <ovrel_code intrinsic_nodes="true"/>
+  <node name="a" class="Math_Scalar_Add"/>
+  <node name="b" class="Math_Scalar_Sin"/>
+</root>)",
+                                                       &resolver, nullptr));
+    ASSERT_TRUE(library);
+    EXPECT_EQ(resolver.asked, 0);
+    EXPECT_EQ(library->class_count(), outside.class_count());
+}
+
+TEST(Graph_file, a_source_with_compile_errors_appends_them_and_the_read_goes_on)
+{
+    std::string dir = vorn_test::make_temp_dir("graph_file_bad_source");
+    write_file(dir + "/bad.ovl", "shader Bad { output: Color result; void main() { result = missing; } };\n");
+    write_file(dir + "/graph.xovl", R"(<root>
+  <ovrel_code intrinsic_nodes="true"/>
+  <ovrel_code file_name="bad.ovl"/>
+  <ovrel_code file_name="bad.ovl"/>
+  <ovrel_code file_name="absent.ovl"/>
+  <node name="a" class="Math_Scalar_Add"/>
+</root>)");
+    Error_list errors;
+    errors.push_back(QZ::SYNTAX_TREE::Error_record{});  // what the caller had stays first
+    File_errors by_file;
+    std::unique_ptr<Graph_library> library(
+        load_file((dir + "/graph.xovl").c_str(), nullptr, &errors, {}, nullptr, &by_file));
+    ASSERT_TRUE(library) << "a source that cannot be opened does not cost the graph";
+    ASSERT_EQ(by_file.size(), 2u) << "one list per source file, none for the graph file";
+    EXPECT_EQ(by_file[0].first, dir + "/bad.ovl");
+    EXPECT_NE(by_file[1].first.find("absent.ovl"), std::string::npos);
+    ASSERT_GE(errors.size(), 3u);
+    EXPECT_EQ(errors[0].number, 0u);
+    size_t not_opened = 0, other = 0;
+    for (size_t i = 1; i < errors.size(); ++i)
+        (errors[i].number == QZ::SYNTAX_TREE::DIAG_UNABLE_TO_OPEN_FILE ? not_opened : other) += 1;
+    EXPECT_EQ(not_opened, 1u) << "absent.ovl";
+    EXPECT_GE(other, 1u) << "bad.ovl's error, once although the file is named twice";
+    EXPECT_NE(library->find_node("a"), nullptr);
+}
+
+TEST(Graph_file, a_reader_started_on_a_library_shares_its_sources_and_types)
+{
+    std::string dir = stage("graph_file_into", "all_types.xovl");
+    auto library = load(dir + "/all_types.xovl");
+    ASSERT_TRUE(library);
+    Graph_node_class* all = library->find_class("All");
+    ASSERT_TRUE(all);
+    size_t classes = library->class_count();
+    write_file(dir + "/more.xovl", R"(<root>
+  <ovrel_code file_name="all_types.ovl"/>
+  <node name="second" class="All"/>
+</root>)");
+    Error_list errors;
+    EXPECT_EQ(load_file((dir + "/more.xovl").c_str(), nullptr, &errors, {}, library.get()), library.get());
+    EXPECT_TRUE(errors.empty());
+    EXPECT_EQ(library->class_count(), classes) << "all_types.ovl was not compiled again";
+    Graph_node* second = library->find_node("second");
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->node_class(), all);
+    EXPECT_EQ(library->nodes.size(), 2u);
+}
