@@ -26,7 +26,7 @@ for example in examples/*.ovl; do
 done
 mkdir -p "$out"
 for example in examples/*.ovl; do
-  for target in FX GL; do
+  for target in FX GL Cg; do
     echo "== vornc compile $example --target $target -o $out"
     "$vornc" compile "$example" --target "$target" -o "$out"
   done

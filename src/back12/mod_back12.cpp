@@ -7,6 +7,7 @@
 #include "back12/code_generator.h"
 #include "back12/generated_shader.h"
 #include "back12/plugin_adapters.h"
+#include "gen_cg/cg_code_generator_plugin.h"
 #include "gen_fx/fx_code_generator_plugin.h"
 #include "log/mod_log.h"
 #include "plug/mod_plug.h"
@@ -14,10 +15,6 @@
 
 // The back ends still being written join the list as soon as their plug-in class exists. A
 // build directory made before the header appeared needs this file recompiled to see it.
-#if __has_include("gen_cg/cg_code_generator_plugin.h")
-#include "gen_cg/cg_code_generator_plugin.h"
-#define VORN_HAS_CG_GENERATOR 1
-#endif
 #if __has_include("gen_swrc/swrc_code_generator_plugin.h")
 #include "gen_swrc/swrc_code_generator_plugin.h"
 #define VORN_HAS_SWRC_GENERATOR 1
@@ -43,9 +40,7 @@ bool same_text(const char* a, const char* b) { return a && b && std::strcmp(a, b
 Mod_back12::Mod_back12() : Module(SYSTEM::MODULE_CB12, "CB12")
 {
     // Built-ins come first, so that a plug-in never takes over one of their targets.
-#ifdef VORN_HAS_CG_GENERATOR
     append(new GEN_CG::Cg_code_generator_plugin);
-#endif
 #ifdef VORN_HAS_SWRC_GENERATOR
     append(new GEN_SWRC::Swrc_code_generator_plugin);
 #endif

@@ -80,6 +80,18 @@ protected:
     // The module under which the walk's messages are logged, and the code of "nesting too deep".
     virtual int32_t log_module() const;
     virtual int32_t nesting_log_code() const { return LOG_NESTING_TOO_DEEP; }
+    // The array of light attachments that a light loop walks, and whether the program has one:
+    // without it a light loop runs over nothing and prints nothing.
+    virtual std::string light_list_name() const { return fx_.light_list_name; }
+    virtual bool has_light_attachments() const { return fx_.interfaces; }
+    // A foreach over anything but lights (a sample loop): its body once.
+    virtual void print_other_foreach(const St_node* body);
+    // A Light_iterator built with arguments, which hardware cannot honour; %s: the iterator type.
+    virtual const char* light_iterator_constructor_format() const;
+    // An enum as named int constants, for a target without enum.
+    virtual bool enums_as_constants() const { return fx_.hlsl; }
+    // A call that the target prints its own way; false leaves it to the walk.
+    virtual bool print_target_call(const St_node*, const std::string&, const St_node*) { return false; }
 
     // Output
     BACK12::Text_writer& out() { return *out_; }
@@ -162,6 +174,11 @@ protected:
     void note_assignment(const St_node* node);
     // An error of the walk, under log_module().
     void report(int32_t code, const char* format, ...) QZ_PRINTF(3, 4);
+    bool calls_environment() const;
+    bool is_light() const;
+    void print_alpha_fold(const std::string& result);
+    // The debug variable's text and type code, and the row of a matrix shown.
+    uint8_t debug_value(std::string& value, int32_t& row) const;
 
     const BACK12::Generator_input& input_;
     SYNTAX_TREE::Compilation_unit* unit_;
@@ -179,6 +196,8 @@ protected:
     std::unordered_map<std::string, std::string> constructor_map_;
     // Variables that hold an identity transform, so that a product with them drops out.
     std::set<std::string> identity_variables_;
+    // Locals of the function being printed, for debug display: name to type index.
+    std::unordered_map<std::string, int32_t> local_types_;
 
 private:
     void fill_tables();
@@ -209,15 +228,12 @@ private:
     void print_light_result(const BACK12::Generator_variable& result);
 
     void print_return(const BACK12::Generator_variable& result);
-    void print_alpha_fold(const std::string& result);
 
     // Parts of the sections
     std::vector<int32_t> declared_state_parameters(bool with_light_values) const;
     void print_state_parameter(int32_t index, bool as_member);
     void print_fragment_state();
     void print_derived_state();
-    bool calls_environment() const;
-    bool is_light() const;
     void print_hlsl_struct_constructor(const std::string& name, const std::vector<std::string>& member_types,
                                        const std::vector<std::string>& member_names,
                                        const std::vector<std::string>& member_suffixes);
@@ -254,7 +270,6 @@ private:
     void print_debug_epilogue();
     void print_debug_display(const std::string& value, uint8_t code, int32_t row);
     bool sets_debug_variable(const St_node* statement) const;
-    uint8_t debug_value(std::string& value, int32_t& row) const;
 
     BACK12::Annotation_map annotations_;
     BACK12::Text_writer writer_;
@@ -268,8 +283,6 @@ private:
     bool depth_reported_ = false;
     bool in_parameter_initializer_ = false;
     bool in_root_ = false;
-    // Locals of the function being printed, for debug display: name to type index.
-    std::unordered_map<std::string, int32_t> local_types_;
 };
 
 }  // namespace GEN_FX

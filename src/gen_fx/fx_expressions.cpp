@@ -428,6 +428,8 @@ void Fx_code_generator::print_call(const St_node* node)
         print_constructor(node, name, arguments);
         return;
     }
+    if (print_target_call(node, name, arguments))
+        return;
     if (name == "texCUBE" && fx_.rotate_cube_map && BACK12::argument_count(arguments) >= 2) {
         // The cube's direction turns into z-up; a direction that is already "xzy" turns back.
         const St_node* sampler = arguments->first_child;
@@ -501,9 +503,8 @@ void Fx_code_generator::print_constructor(const St_node*, const std::string& typ
     }
     bool is_struct = is_struct_name(type_word);
     if (type_word == "Light_iterator" && count > 0) {
-        log_error(LOG_LIGHT_ITERATOR_PARAMETERS, "Light_iterator parameters not supported");
-        out().print("%s(float3(0,0,0), float4(0,0,0,0), float4(0,0,0,0),0, float3(0,0,0), 0, float4(0,0,0,0), 0)",
-                    names_.light_iterator.c_str());
+        report(LOG_LIGHT_ITERATOR_PARAMETERS, "Light_iterator parameters not supported");
+        out().print(light_iterator_constructor_format(), names_.light_iterator.c_str());
         return;
     }
     if (is_struct && fx_.hlsl && in_parameter_initializer_) {
@@ -516,6 +517,11 @@ void Fx_code_generator::print_constructor(const St_node*, const std::string& typ
     out().print("%s(", constructor != constructor_map_.end() ? constructor->second.c_str() : target.c_str());
     print_arguments(arguments);
     out().write(")");
+}
+
+const char* Fx_code_generator::light_iterator_constructor_format() const
+{
+    return "%s(float3(0,0,0), float4(0,0,0,0), float4(0,0,0,0),0, float3(0,0,0), 0, float4(0,0,0,0), 0)";
 }
 
 // Effects have no strings: a literal prints as a number, the same one for the same text.
@@ -594,15 +600,15 @@ bool Fx_code_generator::print_state_function(const St_node* call, int32_t index)
     case 13:  // progress
         return false;
     case 14:  // get_transform
-        log_error(LOG_GET_TRANSFORM, "Unsupported call to get_transform()");
+        report(LOG_GET_TRANSFORM, "Unsupported call to get_transform()");
         out().write("float4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0)");
         return true;
     case 15:  // transform_point
-        log_error(LOG_TRANSFORM_POINT, "Unsupported call to transform_point()");
+        report(LOG_TRANSFORM_POINT, "Unsupported call to transform_point()");
         return print_expression(third);
     case 16:  // transform_vector
     case 17:  // transform_normal
-        log_error(LOG_TRANSFORM_VECTOR, "Unsupported call to transform_vector/normal()");
+        report(LOG_TRANSFORM_VECTOR, "Unsupported call to transform_vector/normal()");
         return print_expression(third);
     case 18:  // reflect_environment
         if (environment)

@@ -253,18 +253,13 @@ void Fx_code_generator::print_foreach(const St_node* node)
     bool lights = node->text_view() == "light" ||
                   (type && type->is_struct() && type->name() && std::string_view(type->name()) == "Light_iterator");
     if (!lights) {
-        if (is_block(body)) {
-            print_block(body);
-        } else {
-            out().write("{\n");
-            print_statement(body);
-            out().write("}\n");
-        }
+        print_other_foreach(body);
         return;
     }
-    if (!fx_.interfaces)
+    if (!has_light_attachments())
         return;
-    const char* list = fx_.light_list_name.c_str();
+    std::string list_name = light_list_name();
+    const char* list = list_name.c_str();
     std::string variable = expression_text(iterator);
     out().print("for (int light_index=0;\n     light_index < %s.length;\n     light_index++)\n", list);
     out().write("{\n");
@@ -276,6 +271,17 @@ void Fx_code_generator::print_foreach(const St_node* node)
     else if (body)
         print_statement(body);
     --loop_depth_;
+    out().write("}\n");
+}
+
+void Fx_code_generator::print_other_foreach(const St_node* body)
+{
+    if (is_block(body)) {
+        print_block(body);
+        return;
+    }
+    out().write("{\n");
+    print_statement(body);
     out().write("}\n");
 }
 
@@ -572,7 +578,7 @@ void Fx_code_generator::print_hlsl_struct_constructor(const std::string& name,
 // enum: there the members are named constants.
 void Fx_code_generator::print_enum(const St_node* declaration)
 {
-    const Enum_dialect& dialect = enum_dialects[fx_.hlsl ? 1 : 0];
+    const Enum_dialect& dialect = enum_dialects[enums_as_constants() ? 1 : 0];
     out().print(dialect.head, int(declaration->text_view().size()), declaration->text_view().data());
     int32_t next = 0;
     for (const St_node* member = declaration->first_child; member; member = member->next_sibling) {

@@ -17,6 +17,9 @@ const char* const banner_tail =
 
 )";
 
+const char* const banner_closing_line =
+    "/*****************************************************************************/\n";
+
 const char* const light_type_defines =
     R"(//
 // Values for the light_type parameter of light shaders

@@ -52,6 +52,8 @@ namespace TEXT {
 // Banner: six lines of 79 characters framed by asterisks, then an empty line.
 extern const char* const banner_head;  // the first five lines
 extern const char* const banner_tail;  // the closing line and the empty line
+// The closing line of the GL and Cg banners, without the empty line.
+extern const char* const banner_closing_line;
 
 // Prelude
 extern const char* const light_type_defines;

@@ -240,9 +240,6 @@ const State_field light_defaults[] = {
     {"state.volume_input = vec4(0.0);\n", 78},
 };
 
-const char* const banner_last_line =
-    "/*****************************************************************************/\n";
-
 const char* const light_constants =
     R"(//
 // Values for the light_type parameter of light shaders
@@ -608,7 +605,7 @@ void Gl_code_generator::print_support()
 void Gl_code_generator::print_banner()
 {
     out().write(GEN_FX::TEXT::banner_head);
-    out().write(banner_last_line);
+    out().write(GEN_FX::TEXT::banner_closing_line);
     out().write("\n");
 }
 

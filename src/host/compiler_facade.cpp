@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "log/mod_log.h"
@@ -55,6 +56,11 @@ void Compiler_options_wrapper::set_option(const char* key, const char* value)
         options_.primary_output = value ? value : "";
         return;
     }
+    // A whole program (the Cg target's main files): "true" or a number other than 0.
+    if (std::strcmp(key, "complete_program") == 0) {
+        options_.complete_program = value && (std::strcmp(value, "true") == 0 || std::atoi(value) != 0) ? 1 : 0;
+        return;
+    }
     if (!value || !*value)
         options_.attributes.erase(key);
     else
@@ -71,6 +77,8 @@ const char* Compiler_options_wrapper::get_option(const char* key)
         return options_.shader_name.c_str();
     if (std::strcmp(key, "primary_output") == 0)
         return options_.primary_output.c_str();
+    if (std::strcmp(key, "complete_program") == 0)
+        return options_.complete_program ? "1" : "0";
     return options_.get_attribute(key);
 }
 

@@ -42,7 +42,7 @@ done
 "$vornc" compile timed.ovl --target GL --option shader_type=light -o light >/dev/null 2>&1
 
 # Targets built and not.
-for target in Cg Swrc; do
+for target in Swrc; do
   check "$target generates nothing" "! '$vornc' compile timed.ovl --target $target -o none >/dev/null 2>&1"
 done
 
@@ -129,4 +129,14 @@ check "glslangValidator compiles the vertex stage" \
   "glslangValidator -D -V --hlsl-dx9-compatible -S vert -e vertex_main -o /dev/null technique.hlsl >/dev/null"
 check "glslangValidator compiles the fragment stage" \
   "glslangValidator -D -V --hlsl-dx9-compatible -S frag -e fragment_main -o /dev/null technique.hlsl >/dev/null"
+# Cg: the programs that vornc writes, and what the shader's struct holds.
+mkdir -p cg part
+"$vornc" compile timed.ovl --target Cg -o cg >/dev/null 2>&1 || echo "FAILED: Cg of timed"
+check "Cg writes the vertex main as NAME.v.cg" "cmp -s cg/timed.v.cg '$build/shaders/main_v.cg'"
+check "NAME.f.cg is the fragment main file, then the shader" \
+  "head -c \$(wc -c <'$build/shaders/main_vorn_nimbal_f.cg') cg/timed.f.cg | cmp -s - '$build/shaders/main_vorn_nimbal_f.cg' && has cg/timed.f.cg 'struct Timed : qziColor'"
+check "non-varying state is a member under its renderer name" "has cg/timed.f.cg '	float qzGlobalTime;'"
+"$vornc" compile timed.ovl --target Cg --option complete_program=0 -o part >/dev/null 2>&1
+check "complete_program=0 writes the shader alone" \
+  "[ ! -e part/timed.v.cg ] && head -n 1 part/timed.f.cg | grep -q '^/\*\*\*' && has part/timed.f.cg 'struct Timed : qziColor'"
 exit $fail

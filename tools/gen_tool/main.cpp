@@ -12,6 +12,7 @@
 #include "back12/generator_input.h"
 #include "compiler/compile_options.h"
 #include "compiler/mod_compiler.h"
+#include "gen_cg/cg_code_generator.h"
 #include "gen_fx/fx_code_generator.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/diagnostics.h"
@@ -123,6 +124,21 @@ bool print_fx(QZ::SYNTAX_TREE::Compilation_unit* unit, const Arguments& argument
     return true;
 }
 
+// The Cg generator is run directly when debug display is asked for: its text alone, the last
+// program of a result.
+bool print_cg_debug(QZ::SYNTAX_TREE::Compilation_unit* unit, const Arguments& arguments)
+{
+    QZ::BACK12::Generator_input input;
+    if (!QZ::BACK12::build_generator_input(unit, arguments.options, input, arguments.debug)) {
+        std::fprintf(stderr, "vorn_gen_tool: the unit has no function to generate\n");
+        return false;
+    }
+    QZ::GEN_CG::Cg_code_generator generator(input, arguments.options);
+    generator.generate();
+    std::fputs(generator.get_text(), stdout);
+    return true;
+}
+
 bool print_target(QZ::SYNTAX_TREE::Compilation_unit* unit, const Arguments& arguments)
 {
     std::unique_ptr<QZ::BACK12::Generated_shader> result(
@@ -171,7 +187,10 @@ int run(const Arguments& arguments)
     if (!unit || !errors.empty() || !unit->errors().empty())
         return 1;
     bool direct = arguments.target == "FX" && arguments.program <= 0;
-    bool printed = direct ? print_fx(unit.get(), arguments) : print_target(unit.get(), arguments);
+    bool cg_debug = arguments.target == "Cg" && arguments.debug.index >= 0;
+    bool printed = direct     ? print_fx(unit.get(), arguments)
+                   : cg_debug ? print_cg_debug(unit.get(), arguments)
+                              : print_target(unit.get(), arguments);
     return printed ? 0 : 1;
 }
 

@@ -27,11 +27,14 @@ namespace {
 struct Target {
     const char* name;
     std::vector<const char*> endings;
+    // The Cg programs: a whole program by default, whose fragment texts (the main file, then the
+    // generated text) are one fragment program and go into one file, the last ending's.
+    bool whole_program = false;
 };
 const Target known_targets[] = {
     {"FX", {".fx"}},
     {"GL", {".vert", ".frag"}},
-    {"Cg", {".v.cg", ".f.cg"}},
+    {"Cg", {".v.cg", ".f.cg"}, true},
     {"Swrc", {".cpp", ".decl"}},
 };
 
@@ -222,17 +225,22 @@ std::string base_name(const std::string& file)
     return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
-// Empty on success, else why the file could not be written.
-std::string write_program(vorn::IGenerated_shader* shader, uint32_t index, const std::string& path)
+// Empty on success, else why the file could not be written. Programs first to last, one after
+// the other, make the file.
+std::string write_program(vorn::IGenerated_shader* shader, uint32_t first, uint32_t last, const std::string& path)
 {
-    uint32_t size = shader->get_program_size(index);
-    std::vector<char> text(size ? size : 1);
-    shader->copy_program(index, text.data(), uint32_t(text.size()));
+    std::string whole;
+    for (uint32_t index = first; index <= last; ++index) {
+        uint32_t size = shader->get_program_size(index);
+        std::vector<char> text(size ? size : 1);
+        shader->copy_program(index, text.data(), uint32_t(text.size()));
+        whole += text.data();
+    }
     FILE* file = std::fopen(path.c_str(), "wb");
     if (!file)
         return std::strerror(errno);
-    size_t length = std::strlen(text.data());
-    bool written = std::fwrite(text.data(), 1, length, file) == length;
+    size_t length = whole.size();
+    bool written = std::fwrite(whole.data(), 1, length, file) == length;
     std::string why = written ? std::string() : std::strerror(errno);
     if (std::fclose(file) != 0 && why.empty())
         why = std::strerror(errno);
@@ -278,6 +286,8 @@ int generate_programs(vorn::IVorn_compiler* compiler, vorn::ICompilation_unit* u
     vorn::ICompiler_options* options = compiler->create_options();
     // A surface shader makes a whole program; --option shader_type=... asks for a component.
     options->set_option("shader_type", "surface");
+    if (target->whole_program)
+        options->set_option("complete_program", "1");
     if (!arguments.shader.empty())
         options->set_option("shader_name", arguments.shader.c_str());
     for (const auto& option : arguments.options)
@@ -294,7 +304,15 @@ int generate_programs(vorn::IVorn_compiler* compiler, vorn::ICompilation_unit* u
     uint32_t count = shader->get_program_count();
     for (uint32_t i = 0; i < count; ++i) {
         std::string path = base + (i < target->endings.size() ? target->endings[i] : "." + std::to_string(i));
-        std::string why = write_program(shader, i, path);
+        uint32_t last = i;
+        if (target->whole_program) {
+            // Without the main files the generated text alone is the fragment program.
+            path = base + (i == 0 && count > 1 ? target->endings.front() : target->endings.back());
+            if (i > 0 || count == 1)
+                last = count - 1;
+        }
+        std::string why = write_program(shader, i, last, path);
+        i = last;
         if (why.empty()) {
             std::printf("%s\n", path.c_str());
         } else {
