@@ -61,7 +61,6 @@ constexpr const char* interface_marker = "__interface__";
 
 // State functions and variables by number.
 constexpr int32_t FUNCTION_GET_SHADOWING = 6;
-constexpr int32_t FUNCTION_GET_TRANSFORM = 14;
 constexpr int32_t FUNCTION_REFLECT_ENVIRONMENT = 18;
 constexpr int32_t FUNCTION_REFRACT_ENVIRONMENT = 19;
 constexpr int32_t FUNCTION_TRACE_ENVIRONMENT = 20;
@@ -115,6 +114,8 @@ Cg_code_generator::~Cg_code_generator() = default;
 void Cg_code_generator::fill_cg_tables()
 {
     type_map_["Light_iterator"] = "qzsLightOut";
+    // Sixteen numbers make a matrix; a float4 cannot take them.
+    neutral_.transform = "float4x4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0)";
     names_.light_iterator = "qzsLightOut";
     for (int32_t index = 0; index < ST::STATE_VARIABLE_COUNT - 1; ++index)
         state_texts_[index] = cg_state_texts[index] ? cg_state_texts[index] : identity_matrix;
@@ -180,11 +181,6 @@ bool Cg_code_generator::print_target_call(const St_node*, const std::string& nam
 bool Cg_code_generator::print_state_function(const St_node* call, int32_t index)
 {
     switch (index) {
-    case FUNCTION_GET_TRANSFORM:
-        // Sixteen numbers make a matrix; a float4 cannot take them.
-        report(GEN_FX::LOG_GET_TRANSFORM, "Unsupported call to get_transform()");
-        out().write("float4x4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0)");
-        return true;
     case FUNCTION_GET_SHADOWING:
         out().write("qz_shadowmap(state, qzShadowMap)");
         return true;

@@ -74,6 +74,8 @@ protected:
     virtual std::string state_variable_text(int32_t index) const;
     // A state function call; false when it prints nothing.
     virtual bool print_state_function(const St_node* call, int32_t index);
+    // Whether environment and shadow calls evaluate attachments; else they print the neutral text.
+    virtual bool has_environment_attachments() const { return fx_.interfaces && !fx_.light_interfaces_only; }
     virtual const char* switch_value_format() const { return "__switch_value%d"; }
     // What opens the test of a lowered switch case.
     virtual const char* switch_test_open() const { return "if("; }
@@ -120,7 +122,35 @@ protected:
     };
 
     // Expressions. paren wraps a compound expression in parentheses. False when nothing printed.
-    virtual bool print_expression(const St_node* node, bool paren = false);
+    // One switch on the node kind; each kind that a target prints differently has its own hook.
+    bool print_expression(const St_node* node, bool paren = false);
+    virtual void print_identifier(const St_node* node);
+    virtual void print_variable(const St_node* node);
+    virtual void print_assignment(const St_node* node);
+    virtual void print_conditional(const St_node* node);
+    virtual void print_xor(const St_node* node);
+    // || and &&
+    virtual void print_logical(const St_node* node, const char* op, int32_t level);
+    // Equality and relational operators.
+    virtual void print_relation(const St_node* node, int32_t level);
+    virtual void print_additive(const St_node* node);
+    virtual void print_multiplicative(const St_node* node);
+    virtual void print_cast(const St_node* node);
+    virtual void print_unary(const St_node* node);
+    virtual void print_member_access(const St_node* node);
+    virtual void print_index(const St_node* node);
+    virtual void print_call(const St_node* node);
+    virtual void print_constructor_call(const St_node* node);
+    // The value of "return value;".
+    virtual void print_return_value(const St_node* value) { print_expression(value); }
+    // What stands before the condition of a do loop.
+    virtual const char* do_while_open() const { return "while ("; }
+    // Nesting of the walk: the limit and its message (%d the limit). enter_level is false, after
+    // one message, past the limit; each true is matched by leave_level.
+    virtual int32_t nesting_limit() const;
+    virtual const char* nesting_message() const;
+    bool enter_level();
+    void leave_level() { --depth_; }
     // The text of an expression, for a value that prints more than once.
     std::string expression_text(const St_node* node, bool paren = false);
 
@@ -188,6 +218,14 @@ protected:
     BACK12::Used_state_table used_{};
     BACK12::Used_state_function_table used_functions_{};
 
+    // What the state functions that hardware cannot do print instead, in target words.
+    struct Neutral_texts {
+        std::string shadowing = "float4(1,1,1,1)";
+        std::string transform = "float4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0)";
+        std::string environment = "float4(0,0,0,0)";
+    };
+    Neutral_texts neutral_;
+
     // Name tables, filled once at construction; a derived target changes its rows.
     std::string state_texts_[SYNTAX_TREE::STATE_VARIABLE_COUNT];
     std::unordered_map<std::string, std::string> type_map_;
@@ -254,12 +292,8 @@ private:
 
     // Expressions
     bool is_matrix_product(const St_node* node) const;
-    void print_multiplicative(const St_node* node);
-    void print_member_access(const St_node* node);
-    void print_call(const St_node* node);
     void print_constructor(const St_node* node, const std::string& type_word, const St_node* arguments);
     void print_string(const St_node* node);
-    void print_variable(const St_node* node);
 
     // Statements
     void print_for(const St_node* node);

@@ -94,31 +94,46 @@ std::string Fx_code_generator::expression_text(const St_node* node, bool paren)
     return scratch.take_text();
 }
 
-bool Fx_code_generator::print_expression(const St_node* node, bool paren)
+int32_t Fx_code_generator::nesting_limit() const
 {
-    if (!node)
-        return false;
-    if (depth_ >= MAX_NESTING) {
+    return MAX_NESTING;
+}
+
+const char* Fx_code_generator::nesting_message() const
+{
+    return "Expression nesting too deep (over %d levels); the rest is left out";
+}
+
+bool Fx_code_generator::enter_level()
+{
+    if (depth_ >= nesting_limit()) {
         if (!depth_reported_)
-            report(nesting_log_code(), "Expression nesting too deep (over %d levels); the rest is left out",
-                   MAX_NESTING);
+            report(nesting_log_code(), nesting_message(), nesting_limit());
         depth_reported_ = true;
         return false;
     }
-    struct Depth {
-        int32_t& depth;
-        explicit Depth(int32_t& d) : depth(d) { ++depth; }
-        ~Depth() { --depth; }
-    } guard(depth_);
+    ++depth_;
+    return true;
+}
+
+bool Fx_code_generator::print_expression(const St_node* node, bool paren)
+{
+    if (!node || !enter_level())
+        return false;
+    struct Level_guard {
+        Fx_code_generator& walk;
+        ~Level_guard() { walk.leave_level(); }
+    } guard{*this};
 
     bool wrap = paren && expression_level(node) < LEVEL_PRIMARY;
     if (wrap)
         out().write("(");
     bool printed = true;
     const St_node* first = node->first_child;
-    const St_node* second = first ? first->next_sibling : nullptr;
     switch (node->kind) {
     case ST::NODE_IDENTIFIER:
+        print_identifier(node);
+        break;
     case ST::NODE_MEMBER_VARIABLE_ID:
         out().write(identifier(node->text_view()));
         break;
@@ -130,46 +145,34 @@ bool Fx_code_generator::print_expression(const St_node* node, bool paren)
         }
         break;
     case ST::NODE_ASSIGNMENT_EXPRESSION:
-        print_operand(first, LEVEL_CONDITIONAL);
-        out().print(" %s ", node->text ? node->text : "=");
-        print_operand(second, LEVEL_ASSIGNMENT);
-        note_assignment(node);
+        print_assignment(node);
         break;
     case ST::NODE_CONDITIONAL_EXPRESSION:
-        print_operand(first, LEVEL_OR);
-        out().write(" ? ");
-        print_operand(second, LEVEL_ASSIGNMENT);
-        out().write(" : ");
-        print_operand(second ? second->next_sibling : nullptr, LEVEL_CONDITIONAL);
+        print_conditional(node);
         break;
     case ST::NODE_OR_EXPRESSION:
-        print_binary(node, "||", LEVEL_OR);
+        print_logical(node, "||", LEVEL_OR);
         break;
     case ST::NODE_XOR_EXPRESSION:
-        out().write("bool(");
-        print_expression(first);
-        out().write(") != bool(");
-        print_expression(second);
-        out().write(")");
+        print_xor(node);
         break;
     case ST::NODE_AND_EXPRESSION:
-        print_binary(node, "&&", LEVEL_AND);
+        print_logical(node, "&&", LEVEL_AND);
         break;
     case ST::NODE_EQUALITY_EXPRESSION:
-        print_binary(node, nullptr, LEVEL_EQUALITY);
+        print_relation(node, LEVEL_EQUALITY);
         break;
     case ST::NODE_RELATIONAL_EXPRESSION:
-        print_binary(node, nullptr, LEVEL_RELATIONAL);
+        print_relation(node, LEVEL_RELATIONAL);
         break;
     case ST::NODE_ADDITIVE_EXPRESSION:
-        print_binary(node, nullptr, LEVEL_ADDITIVE);
+        print_additive(node);
         break;
     case ST::NODE_MULTIPLICATIVE_EXPRESSION:
         print_multiplicative(node);
         break;
     case ST::NODE_CAST_EXPRESSION:
-        out().print("(%s)", specifier_text(BACK12::type_specifier_of(node)).c_str());
-        print_operand(second, LEVEL_UNARY);
+        print_cast(node);
         break;
     case ST::NODE_PRE_INCREMENT_EXPRESSION:
     case ST::NODE_PRE_DECREMENT_EXPRESSION:
@@ -177,9 +180,7 @@ bool Fx_code_generator::print_expression(const St_node* node, bool paren)
         print_operand(first, LEVEL_POSTFIX);
         break;
     case ST::NODE_UNARY_EXPRESSION:
-        // The operand of a sign binds tighter than another sign, so "- -x" cannot become "--x".
-        out().write(node->text_view());
-        print_operand(first, LEVEL_POSTFIX);
+        print_unary(node);
         break;
     case ST::NODE_POST_INCREMENT_EXPRESSION:
     case ST::NODE_POST_DECREMENT_EXPRESSION:
@@ -190,14 +191,13 @@ bool Fx_code_generator::print_expression(const St_node* node, bool paren)
         print_member_access(node);
         break;
     case ST::NODE_ARRAY_INDEX_EXPRESSION:
-        print_operand(first, LEVEL_POSTFIX);
-        out().write("[");
-        print_expression(second);
-        out().write("]");
+        print_index(node);
         break;
     case ST::NODE_FUNCTION_CALL_EXPRESSION:
-    case ST::NODE_CONSTRUCTOR_CALL_EXPRESSION:
         print_call(node);
+        break;
+    case ST::NODE_CONSTRUCTOR_CALL_EXPRESSION:
+        print_constructor_call(node);
         break;
     case ST::NODE_METHOD_CALL_EXPRESSION:
         out().print("%s(", function_name(node->text_view()).c_str());
@@ -246,6 +246,88 @@ bool Fx_code_generator::print_expression(const St_node* node, bool paren)
     if (wrap)
         out().write(")");
     return printed;
+}
+
+// The kinds that targets print their own way.
+
+void Fx_code_generator::print_identifier(const St_node* node)
+{
+    out().write(identifier(node->text_view()));
+}
+
+void Fx_code_generator::print_assignment(const St_node* node)
+{
+    const St_node* first = node->first_child;
+    print_operand(first, LEVEL_CONDITIONAL);
+    out().print(" %s ", node->text ? node->text : "=");
+    print_operand(first ? first->next_sibling : nullptr, LEVEL_ASSIGNMENT);
+    note_assignment(node);
+}
+
+void Fx_code_generator::print_conditional(const St_node* node)
+{
+    const St_node* first = node->first_child;
+    const St_node* second = first ? first->next_sibling : nullptr;
+    print_operand(first, LEVEL_OR);
+    out().write(" ? ");
+    print_operand(second, LEVEL_ASSIGNMENT);
+    out().write(" : ");
+    print_operand(second ? second->next_sibling : nullptr, LEVEL_CONDITIONAL);
+}
+
+void Fx_code_generator::print_xor(const St_node* node)
+{
+    const St_node* first = node->first_child;
+    out().write("bool(");
+    print_expression(first);
+    out().write(") != bool(");
+    print_expression(first ? first->next_sibling : nullptr);
+    out().write(")");
+}
+
+void Fx_code_generator::print_logical(const St_node* node, const char* op, int32_t level)
+{
+    print_binary(node, op, level);
+}
+
+void Fx_code_generator::print_relation(const St_node* node, int32_t level)
+{
+    print_binary(node, nullptr, level);
+}
+
+void Fx_code_generator::print_additive(const St_node* node)
+{
+    print_binary(node, nullptr, LEVEL_ADDITIVE);
+}
+
+void Fx_code_generator::print_cast(const St_node* node)
+{
+    const St_node* first = node->first_child;
+    out().print("(%s)", specifier_text(BACK12::type_specifier_of(node)).c_str());
+    print_operand(first ? first->next_sibling : nullptr, LEVEL_UNARY);
+}
+
+// The operand of a sign binds tighter than another sign, so "- -x" cannot become "--x".
+void Fx_code_generator::print_unary(const St_node* node)
+{
+    out().write(node->text_view());
+    print_operand(node->first_child, LEVEL_POSTFIX);
+}
+
+void Fx_code_generator::print_index(const St_node* node)
+{
+    const St_node* first = node->first_child;
+    print_operand(first, LEVEL_POSTFIX);
+    out().write("[");
+    print_expression(first ? first->next_sibling : nullptr);
+    out().write("]");
+}
+
+void Fx_code_generator::print_constructor_call(const St_node* node)
+{
+    const St_node* specifier = BACK12::type_specifier_of(node);
+    print_constructor(node, specifier ? std::string(specifier->text_view()) : std::string(),
+                      BACK12::call_arguments(node));
 }
 
 int32_t Fx_code_generator::expression_level(const St_node* node) const
@@ -418,8 +500,7 @@ void Fx_code_generator::print_call(const St_node* node)
 {
     const St_node* arguments = BACK12::call_arguments(node);
     if (node->kind == ST::NODE_CONSTRUCTOR_CALL_EXPRESSION) {
-        const St_node* specifier = BACK12::type_specifier_of(node);
-        print_constructor(node, specifier ? std::string(specifier->text_view()) : std::string(), arguments);
+        print_constructor_call(node);
         return;
     }
     std::string name(node->text_view());
@@ -564,7 +645,7 @@ bool Fx_code_generator::print_state_function(const St_node* call, int32_t index)
     const St_node* first = arguments ? arguments->first_child : nullptr;
     const St_node* second = first ? first->next_sibling : nullptr;
     const St_node* third = second ? second->next_sibling : nullptr;
-    bool environment = fx_.interfaces && !fx_.light_interfaces_only;
+    bool environment = has_environment_attachments();
     switch (index) {
     case 0:  // get_texture_component
         out().print("%s[", state_variable_text(BACK12::STATE_TEXTURE_COORDINATE).c_str());
@@ -587,7 +668,7 @@ bool Fx_code_generator::print_state_function(const St_node* call, int32_t index)
         if (environment)
             out().print("%s.eval(state)", names_.shadow_shader.c_str());
         else
-            out().write("float4(1,1,1,1)");
+            out().write(neutral_.shadowing);
         return true;
     case 7:   // get_trace_depth
     case 8:   // occlusion
@@ -601,7 +682,7 @@ bool Fx_code_generator::print_state_function(const St_node* call, int32_t index)
         return false;
     case 14:  // get_transform
         report(LOG_GET_TRANSFORM, "Unsupported call to get_transform()");
-        out().write("float4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0)");
+        out().write(neutral_.transform);
         return true;
     case 15:  // transform_point
         report(LOG_TRANSFORM_POINT, "Unsupported call to transform_point()");
@@ -614,18 +695,18 @@ bool Fx_code_generator::print_state_function(const St_node* call, int32_t index)
         if (environment)
             out().print("%s(state, %s)", names_.reflect_environment.c_str(), names_.environment_shader.c_str());
         else
-            out().write("float4(0,0,0,0)");
+            out().write(neutral_.environment);
         return true;
     case 19:  // refract_environment
         if (environment)
             out().print("%s(state, %s, %s/%s)", names_.refract_environment.c_str(), names_.environment_shader.c_str(),
                         state_variable_text(19).c_str(), state_variable_text(20).c_str());
         else
-            out().write("float4(0,0,0,0)");
+            out().write(neutral_.environment);
         return true;
     case 20:  // trace_environment
         if (!environment) {
-            out().write("float4(0,0,0,0)");
+            out().write(neutral_.environment);
             return true;
         }
         out().print("%s(state, %s,", names_.trace_environment.c_str(), names_.environment_shader.c_str());

@@ -125,7 +125,7 @@ void Fx_code_generator::print_statement(const St_node* node)
         out().write("do\n");
         print_branch(first);
         --loop_depth_;
-        out().write("while (");
+        out().write(do_while_open());
         print_condition(first ? first->next_sibling : nullptr);
         out().write(");\n");
         break;
@@ -297,7 +297,7 @@ void Fx_code_generator::print_jump(const St_node* node)
         return;
     }
     out().write("return ");
-    print_expression(node->first_child);
+    print_return_value(node->first_child);
     out().write(";\n");
 }
 

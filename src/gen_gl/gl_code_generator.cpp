@@ -443,6 +443,9 @@ void Gl_code_generator::fill_gl_tables()
     for (const char* word : gl_reserved_words)
         identifier_map_.emplace(word, std::string("_") + word);
     constructor_map_.clear();
+    neutral_.shadowing = "vec4(1.0)";
+    neutral_.transform = "mat4(1.0)";
+    neutral_.environment = "vec4(0.0)";
     for (int32_t index = 0; index < ST::STATE_VARIABLE_COUNT; ++index) {
         const char* access = state_access_texts[index];
         std::string uniform = state_uniform_name(index);

@@ -88,14 +88,35 @@ protected:
     // Hooks of the FX walk
     std::string identifier(std::string_view name) const override;
     std::string state_variable_text(int32_t index) const override;
-    bool print_state_function(const St_node* call, int32_t index) override;
+    // No interfaces in this target: there is no environment or shadow to evaluate.
+    bool has_environment_attachments() const override { return false; }
     const char* switch_value_format() const override { return "switch_value%d"; }
     const char* switch_test_open() const override { return "if ( "; }
     int32_t log_module() const override;
     int32_t nesting_log_code() const override { return LOG_NESTING_TOO_DEEP; }
-    bool print_expression(const St_node* node, bool paren = false) override;
     int32_t expression_level(const St_node* node) const override;
-    void print_statement(const St_node* node) override;
+    // The kinds of the walk that GLSL needs otherwise.
+    void print_identifier(const St_node* node) override;
+    void print_variable(const St_node* node) override;
+    void print_assignment(const St_node* node) override;
+    void print_conditional(const St_node* node) override;
+    void print_xor(const St_node* node) override;
+    void print_logical(const St_node* node, const char* op, int32_t level) override;
+    void print_relation(const St_node* node, int32_t level) override;
+    void print_additive(const St_node* node) override;
+    void print_multiplicative(const St_node* node) override;
+    void print_cast(const St_node* node) override;
+    void print_unary(const St_node* node) override;
+    void print_member_access(const St_node* node) override;
+    void print_index(const St_node* node) override;
+    void print_call(const St_node* node) override;
+    void print_constructor_call(const St_node* node) override;
+    void print_return_value(const St_node* value) override;
+    const char* do_while_open() const override { return "while( "; }
+    // Light loops have been unrolled by the linker; nothing of a loop prints here.
+    void print_foreach(const St_node*) override {}
+    int32_t nesting_limit() const override;
+    const char* nesting_message() const override;
     void print_function(const St_node* function) override;
     void print_local_declaration(const St_node* declaration) override;
     void print_condition(const St_node* condition) override;
@@ -141,7 +162,6 @@ private:
     std::string state_uniform_name(int32_t index) const;
 
     // Expressions
-    bool print_gl_expression(const St_node* node);
     void print_as(const St_node* node, const Gl_value_type& target, int32_t level);
     void print_as_float(const St_node* node, int32_t level);
     void print_mixed_binary(const St_node* node, const char* op, int32_t level);
@@ -157,22 +177,13 @@ private:
     bool is_per_row(const St_node* node) const;
     void print_per_row(const St_node* node);
     void print_row(const St_node* node, uint32_t row, int32_t level);
-    void print_assignment(const St_node* node);
-    void print_conditional(const St_node* node);
     bool print_logical_vector(const St_node* node);
-    void print_unary(const St_node* node);
-    void print_cast(const St_node* node);
-    void print_member(const St_node* node);
-    void print_index(const St_node* node);
-    void print_call(const St_node* node);
     void print_unit_call(const St_node* node, const std::string& name, const St_node* arguments);
     void print_builtin_call(const std::string& name, const St_node* arguments);
-    void print_constructor(const St_node* node);
     void print_struct_constructor(const std::string& name, const St_node* arguments);
     void print_light_iterator_constructor();
     void print_matrix_constructor(const Gl_value_type& type, const St_node* arguments);
     void print_matrix_from(const Gl_value_type& type, const St_node* value);
-    void print_variable(const St_node* node);
     bool is_non_square(const Gl_value_type& type) const;
     const St_node* find_unit_function(const std::string& name, const St_node* arguments) const;
     Gl_value_type semantic_type(const St_node* node) const;
@@ -190,11 +201,9 @@ private:
     std::multimap<std::string, const St_node*, std::less<>> unit_functions_;
     int32_t return_type_ = -1;  // of the function being printed
     bool global_scope_ = false;
-    int32_t gl_depth_ = 0;
     // Operands printed once per row inside operands printed once per row, and so on.
     int32_t row_repeat_ = 0;
     static constexpr int32_t MAX_ROW_REPEAT = 3;
-    bool gl_depth_reported_ = false;
     // Support that the fragment text needs only when something uses it, put in at its place
     // once the whole text is known: the functions that change a matrix's held size, and the
     // extension of gradient lookups.

@@ -420,124 +420,65 @@ int32_t Gl_code_generator::expression_level(const St_node* node) const
     }
 }
 
-bool Gl_code_generator::print_expression(const St_node* node, bool paren)
+int32_t Gl_code_generator::nesting_limit() const
 {
-    if (!node)
-        return false;
-    switch (node->kind) {
-    case ST::NODE_IDENTIFIER:
-    case ST::NODE_VARIABLE_ID:
-    case ST::NODE_ASSIGNMENT_EXPRESSION:
-    case ST::NODE_CONDITIONAL_EXPRESSION:
-    case ST::NODE_XOR_EXPRESSION:
-    case ST::NODE_OR_EXPRESSION:
-    case ST::NODE_AND_EXPRESSION:
-    case ST::NODE_EQUALITY_EXPRESSION:
-    case ST::NODE_RELATIONAL_EXPRESSION:
-    case ST::NODE_ADDITIVE_EXPRESSION:
-    case ST::NODE_MULTIPLICATIVE_EXPRESSION:
-    case ST::NODE_CAST_EXPRESSION:
-    case ST::NODE_UNARY_EXPRESSION:
-    case ST::NODE_CLASS_MEMBER_REF_EXPRESSION:
-    case ST::NODE_ARRAY_INDEX_EXPRESSION:
-    case ST::NODE_FUNCTION_CALL_EXPRESSION:
-    case ST::NODE_CONSTRUCTOR_CALL_EXPRESSION:
-        break;
-    default:
-        return Fx_code_generator::print_expression(node, paren);
-    }
-    if (gl_depth_ >= MAX_NESTING) {
-        if (!gl_depth_reported_)
-            report(LOG_NESTING_TOO_DEEP, "Nesting too deep (over %d levels); the rest is left out", MAX_NESTING);
-        gl_depth_reported_ = true;
-        return false;
-    }
-    ++gl_depth_;
-    bool wrap = paren && expression_level(node) < LEVEL_PRIMARY;
-    if (wrap)
-        out().write("(");
-    bool printed = print_gl_expression(node);
-    if (wrap)
-        out().write(")");
-    --gl_depth_;
-    return printed;
+    return MAX_NESTING;
 }
 
-bool Gl_code_generator::print_gl_expression(const St_node* node)
+const char* Gl_code_generator::nesting_message() const
+{
+    return "Nesting too deep (over %d levels); the rest is left out";
+}
+
+void Gl_code_generator::print_identifier(const St_node* node)
+{
+    out().write(variable_name(node->text_view()));
+}
+
+void Gl_code_generator::print_xor(const St_node* node)
+{
+    if (print_logical_vector(node))
+        return;
+    const St_node* first = node->first_child;
+    print_operand(first, LEVEL_EQUALITY);
+    out().write(" != ");
+    print_operand(first ? first->next_sibling : nullptr, LEVEL_EQUALITY + 1);
+}
+
+void Gl_code_generator::print_logical(const St_node* node, const char* op, int32_t level)
+{
+    if (!print_logical_vector(node))
+        Fx_code_generator::print_logical(node, op, level);
+}
+
+void Gl_code_generator::print_relation(const St_node* node, int32_t level)
 {
     const St_node* first = node->first_child;
-    const St_node* second = first ? first->next_sibling : nullptr;
-    switch (node->kind) {
-    case ST::NODE_IDENTIFIER:
-        out().write(variable_name(node->text_view()));
-        return true;
-    case ST::NODE_VARIABLE_ID:
-        print_variable(node);
-        return true;
-    case ST::NODE_ASSIGNMENT_EXPRESSION:
-        print_assignment(node);
-        return true;
-    case ST::NODE_CONDITIONAL_EXPRESSION:
-        print_conditional(node);
-        return true;
-    case ST::NODE_XOR_EXPRESSION:
-        if (print_logical_vector(node))
-            return true;
-        print_operand(first, LEVEL_EQUALITY);
-        out().write(" != ");
-        print_operand(second, LEVEL_EQUALITY + 1);
-        return true;
-    case ST::NODE_OR_EXPRESSION:
-    case ST::NODE_AND_EXPRESSION:
-        if (print_logical_vector(node))
-            return true;
-        return Fx_code_generator::print_expression(node, false);
-    case ST::NODE_EQUALITY_EXPRESSION:
-    case ST::NODE_RELATIONAL_EXPRESSION:
-        if (printed_type(first).vector() || printed_type(second).vector())
-            print_comparison(node);
-        else
-            print_mixed_binary(node, nullptr,
-                               node->kind == ST::NODE_EQUALITY_EXPRESSION ? LEVEL_EQUALITY : LEVEL_RELATIONAL);
-        return true;
-    case ST::NODE_ADDITIVE_EXPRESSION:
-        if (is_per_row(node))
-            print_per_row(node);
-        else
-            print_mixed_binary(node, nullptr, LEVEL_ADDITIVE);
-        return true;
-    case ST::NODE_MULTIPLICATIVE_EXPRESSION: {
-        bool matrix = semantic_type(first).kind == Gl_value_type::MATRIX ||
-                      semantic_type(second).kind == Gl_value_type::MATRIX;
-        if (is_per_row(node))
-            print_per_row(node);
-        else if (matrix && node->text_view() == "*")
-            print_product(node);
-        else
-            print_mixed_binary(node, nullptr, LEVEL_MULTIPLICATIVE);
-        return true;
-    }
-    case ST::NODE_CAST_EXPRESSION:
-        print_cast(node);
-        return true;
-    case ST::NODE_UNARY_EXPRESSION:
-        print_unary(node);
-        return true;
-    case ST::NODE_CLASS_MEMBER_REF_EXPRESSION:
-        print_member(node);
-        return true;
-    case ST::NODE_ARRAY_INDEX_EXPRESSION:
-        print_index(node);
-        return true;
-    case ST::NODE_FUNCTION_CALL_EXPRESSION:
-        print_call(node);
-        return true;
-    case ST::NODE_CONSTRUCTOR_CALL_EXPRESSION:
-        print_constructor(node);
-        return true;
-    default:
-        return Fx_code_generator::print_expression(node, false);
-    }
+    if (printed_type(first).vector() || printed_type(first ? first->next_sibling : nullptr).vector())
+        print_comparison(node);
+    else
+        print_mixed_binary(node, nullptr, level);
+}
+
+void Gl_code_generator::print_additive(const St_node* node)
+{
+    if (is_per_row(node))
+        print_per_row(node);
+    else
+        print_mixed_binary(node, nullptr, LEVEL_ADDITIVE);
+}
+
+void Gl_code_generator::print_multiplicative(const St_node* node)
+{
+    const St_node* first = node->first_child;
+    bool matrix = semantic_type(first).kind == Gl_value_type::MATRIX ||
+                  semantic_type(first ? first->next_sibling : nullptr).kind == Gl_value_type::MATRIX;
+    if (is_per_row(node))
+        print_per_row(node);
+    else if (matrix && node->text_view() == "*")
+        print_product(node);
+    else
+        print_mixed_binary(node, nullptr, LEVEL_MULTIPLICATIVE);
 }
 
 // GLSL's && || and != take single Bools (!= compares whole vectors); on boolean vectors they
@@ -765,7 +706,7 @@ void Gl_code_generator::print_per_row(const St_node* node)
     if (row_repeat_ >= MAX_ROW_REPEAT) {
         out().write("(");
         if (node->kind == ST::NODE_UNARY_EXPRESSION)
-            Fx_code_generator::print_expression(node, false);
+            Fx_code_generator::print_unary(node);
         else
             print_mixed_binary(node, nullptr,
                                node->kind == ST::NODE_ADDITIVE_EXPRESSION ? LEVEL_ADDITIVE : LEVEL_MULTIPLICATIVE);
@@ -786,13 +727,8 @@ void Gl_code_generator::print_row(const St_node* node, uint32_t row, int32_t lev
 {
     if (!node)
         return;
-    if (gl_depth_ >= MAX_NESTING) {
-        if (!gl_depth_reported_)
-            report(LOG_NESTING_TOO_DEEP, "Nesting too deep (over %d levels); the rest is left out", MAX_NESTING);
-        gl_depth_reported_ = true;
+    if (!enter_level())
         return;
-    }
-    ++gl_depth_;
     if (is_per_row(node)) {
         const St_node* left = node->first_child;
         const St_node* right = left ? left->next_sibling : nullptr;
@@ -822,7 +758,7 @@ void Gl_code_generator::print_row(const St_node* node, uint32_t row, int32_t lev
     } else {
         print_as_float(node, level);
     }
-    --gl_depth_;
+    leave_level();
 }
 
 void Gl_code_generator::print_assignment(const St_node* node)
@@ -876,7 +812,7 @@ void Gl_code_generator::print_unary(const St_node* node)
         print_per_row(node);
         return;
     }
-    Fx_code_generator::print_expression(node, false);
+    Fx_code_generator::print_unary(node);
 }
 
 // GLSL has no cast: the target type constructs the value.
@@ -899,7 +835,7 @@ void Gl_code_generator::print_cast(const St_node* node)
     out().write(")");
 }
 
-void Gl_code_generator::print_member(const St_node* node)
+void Gl_code_generator::print_member_access(const St_node* node)
 {
     const St_node* base = node->first_child;
     const St_node* selector = base ? base->next_sibling : nullptr;
@@ -927,7 +863,7 @@ void Gl_code_generator::print_member(const St_node* node)
         out().write("false");
         return;
     }
-    Fx_code_generator::print_expression(node, false);
+    Fx_code_generator::print_member_access(node);
 }
 
 // A row of a shape that GLSL lacks is the first components of its column vector.
@@ -1073,7 +1009,7 @@ void Gl_code_generator::print_builtin_call(const std::string& name, const St_nod
     out().write(")");
 }
 
-void Gl_code_generator::print_constructor(const St_node* node)
+void Gl_code_generator::print_constructor_call(const St_node* node)
 {
     const St_node* specifier = BACK12::type_specifier_of(node);
     const St_node* arguments = BACK12::call_arguments(node);
@@ -1217,74 +1153,12 @@ void Gl_code_generator::print_matrix_from(const Gl_value_type& type, const St_no
 }
 
 // State functions: as the FX walk, except where GLSL has its own texts.
-bool Gl_code_generator::print_state_function(const St_node* call, int32_t index)
-{
-    const St_node* arguments = BACK12::call_arguments(call);
-    const St_node* third = arguments ? arguments->child(2) : nullptr;
-    switch (index) {
-    case 6:  // get_shadowing
-        out().write("vec4(1.0)");
-        return true;
-    case 14:  // get_transform
-        log_error(LOG_GET_TRANSFORM, "Unsupported call to get_transform()");
-        out().write("mat4(1.0)");
-        return true;
-    case 15:  // transform_point
-        log_error(LOG_TRANSFORM_POINT, "Unsupported call to transform_point()");
-        return print_expression(third);
-    case 16:  // transform_vector
-    case 17:  // transform_normal
-        log_error(LOG_TRANSFORM_VECTOR, "Unsupported call to transform_vector/normal()");
-        return print_expression(third);
-    case 18:  // reflect_environment
-    case 19:  // refract_environment
-    case 20:  // trace_environment
-        // No interfaces in this target: there is no environment to evaluate.
-        out().write("vec4(0.0)");
-        return true;
-    default:
-        return Fx_code_generator::print_state_function(call, index);
-    }
-}
-
 // Statements
 
-void Gl_code_generator::print_statement(const St_node* node)
+// A returned value takes the function's type, since GLSL converts nothing.
+void Gl_code_generator::print_return_value(const St_node* value)
 {
-    if (!node)
-        return;
-    const St_node* first = node->first_child;
-    switch (node->kind) {
-    case ST::NODE_FOREACH_STATEMENT:
-        // Light loops have been unrolled by the linker; nothing of a loop prints here.
-        return;
-    case ST::NODE_DO_STATEMENT:
-        if (gl_depth_ >= MAX_NESTING) {
-            if (!gl_depth_reported_)
-                report(LOG_NESTING_TOO_DEEP, "Nesting too deep (over %d levels); the rest is left out", MAX_NESTING);
-            gl_depth_reported_ = true;
-            return;
-        }
-        ++gl_depth_;
-        out().write("do\n");
-        print_branch(first);
-        out().write("while( ");
-        print_condition(first ? first->next_sibling : nullptr);
-        out().write(");\n");
-        --gl_depth_;
-        return;
-    case ST::NODE_JUMP_STATEMENT:
-        if (node->text_view() == "return" && first) {
-            out().write("return ");
-            print_as(first, type_of_index(return_type_), LEVEL_ASSIGNMENT);
-            out().write(";\n");
-            return;
-        }
-        break;
-    default:
-        break;
-    }
-    Fx_code_generator::print_statement(node);
+    print_as(value, type_of_index(return_type_), LEVEL_ASSIGNMENT);
 }
 
 void Gl_code_generator::print_switch_selector(const St_node* selector)
