@@ -490,6 +490,8 @@ private:
         std::string flat = shader_name + "_main" + (is_root && c_.debug ? "_debug" : "");
         add_class_declarations(*unit);
         std::map<std::string, std::string> globals = add_class_globals(*unit, shader_name);
+        if (!well_formed(shader->main_method))
+            return false;
         if (c_.function_names.insert(flat).second)
             copy_methods(*node_class, *graph_node, *shader, flat, globals);
         std::vector<const St_node*> lent = lent_inputs(*shader, *node_class);
@@ -546,7 +548,7 @@ private:
         }
         for (St_node* function : unit.functions()) {
             auto found = renamed.find(function_name(function));
-            if (found == renamed.end() || !c_.function_names.insert(found->second).second)
+            if (!well_formed(function) || found == renamed.end() || !c_.function_names.insert(found->second).second)
                 continue;
             St_node* copy = function->clone();
             set_function_name(copy, found->second);
@@ -572,7 +574,7 @@ private:
         std::vector<const St_node*> lent = lent_inputs(shader, node_class);
         std::map<std::string, std::vector<const St_node*>> methods;
         for (const St_node* method : shader.methods)
-            if (method != shader.main_method)
+            if (method != shader.main_method && well_formed(method))
                 methods[function_name(method)].push_back(method);
         struct Copy {
             St_node* function;
@@ -750,6 +752,15 @@ private:
         });
         for (St_node* call : calls)
             visit(call);
+    }
+
+    // A definition with a declaration, a declarator and a name: what the copies rename. A unit
+    // read from a file could hold less.
+    static bool well_formed(const St_node* function)
+    {
+        const St_node* declaration = function ? function->find_child(NODE_FUNCTION_DECLARATION) : nullptr;
+        const St_node* declarator = declaration ? declaration->find_child(NODE_FUNCTION_DECLARATOR) : nullptr;
+        return declarator && declarator->find_child(NODE_IDENTIFIER);
     }
 
     static void set_function_name(St_node* function, const std::string& name)
