@@ -114,8 +114,6 @@ Cg_code_generator::~Cg_code_generator() = default;
 void Cg_code_generator::fill_cg_tables()
 {
     type_map_["Light_iterator"] = "qzsLightOut";
-    // Sixteen numbers make a matrix; a float4 cannot take them.
-    neutral_.transform = "float4x4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0)";
     names_.light_iterator = "qzsLightOut";
     for (int32_t index = 0; index < ST::STATE_VARIABLE_COUNT - 1; ++index)
         state_texts_[index] = cg_state_texts[index] ? cg_state_texts[index] : identity_matrix;

@@ -221,7 +221,8 @@ protected:
     // What the state functions that hardware cannot do print instead, in target words.
     struct Neutral_texts {
         std::string shadowing = "float4(1,1,1,1)";
-        std::string transform = "float4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0)";
+        // Sixteen numbers make a matrix; a float4 cannot take them.
+        std::string transform = "float4x4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0)";
         std::string environment = "float4(0,0,0,0)";
     };
     Neutral_texts neutral_;

@@ -175,7 +175,7 @@ float4 Functions_eval(State state)
 
 
 
-	float4x4 m = float4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0);
+	float4x4 m = float4x4(1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,0);
 	float3 p = state.position;
 	float3 d = state.direction;
 	float3 n = state.normal;
