@@ -13,6 +13,7 @@
 #include "compiler/compile_options.h"
 #include "compiler/mod_compiler.h"
 #include "flat12/linker.h"
+#include "graph/graph_file.h"
 #include "graph/graph_library.h"
 #include "graph/graph_node.h"
 #include "graph/node_class.h"
@@ -644,4 +645,24 @@ TEST(Linker, a_root_inside_a_compound_reads_the_interface_through_the_chain_once
     std::unique_ptr<Compilation_unit> bare(FLAT12::link_graph(m, nullptr, nullptr, false));
     ASSERT_TRUE(bare);
     EXPECT_FALSE(bare->errors().empty()) << "an interface wire outside its compound names nothing";
+}
+
+TEST(Linker, every_node_and_compound_of_the_example_graph_files_links_to_valid_programs)
+{
+    const std::string examples = std::string(VORN_TEST_DATA_DIR) + "/../../examples/";
+    for (const char* file : {"glow_checker.xovl", "tinted_tiles.xovl"}) {
+        SYNTAX_TREE::Error_list errors;
+        std::unique_ptr<Graph_library> library(load_file((examples + file).c_str(), nullptr, &errors));
+        ASSERT_NE(library, nullptr) << file;
+        EXPECT_TRUE(errors.empty()) << file;
+        ASSERT_FALSE(library->nodes.empty()) << file;
+        for (Graph_node* node : library->nodes) {
+            std::unique_ptr<Compilation_unit> unit(FLAT12::link_graph(node, nullptr, nullptr, false));
+            expect_valid(unit.get(), std::string(file) + "_" + node->name);
+        }
+        for (Compage_node_class* compound : library->compage_classes) {
+            std::unique_ptr<Compilation_unit> unit(FLAT12::link_node_class(compound, nullptr));
+            expect_valid(unit.get(), std::string(file) + "_" + compound->name());
+        }
+    }
 }
