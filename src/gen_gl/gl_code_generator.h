@@ -158,7 +158,9 @@ private:
     void print_gl_written_input_copies();
     void print_gl_written_input_reads();
     void print_global_array_values();
-    void print_array_values(const std::string& name, const St_node* values, const Gl_value_type& element);
+    void print_array_values(const std::string& name, const St_node* values, const SYNTAX_TREE::Type* declared,
+                            const Gl_value_type& element);
+    const SYNTAX_TREE::Type* struct_members_of(const SYNTAX_TREE::Type* type) const;
     std::string state_uniform_name(int32_t index) const;
 
     // Expressions

@@ -1278,15 +1278,60 @@ void Gl_code_generator::print_declared_value(const std::string& type, const std:
     }
     out().write(";\n");
     if (!global_scope_)
-        print_array_values(name, value, element);
+        print_array_values(name, value, declared, element);
 }
 
-void Gl_code_generator::print_array_values(const std::string& name, const St_node* values, const Gl_value_type& element)
+// The members of a struct type; a member of struct type may carry only its type's name.
+const Type* Gl_code_generator::struct_members_of(const Type* type) const
 {
+    if (!type || !type->is_struct())
+        return nullptr;
+    if (type->first_member() || !unit_)
+        return type->first_member();
+    const char* name = type->type_name_text();
+    int32_t position = name ? unit_->find_named_type(name) : -1;
+    const Type* named = position >= 0 ? unit_->named_type_at(position) : nullptr;
+    return named ? named->first_member() : nullptr;
+}
+
+// GLSL 1.10 has neither array nor brace initialisers: each value is assigned after the
+// declaration, through its index or member path, down to the values that are no brace list.
+// The parser bounds how deep brace lists nest, so the recursion is bounded too.
+void Gl_code_generator::print_array_values(const std::string& name, const St_node* values, const Type* declared,
+                                           const Gl_value_type& element)
+{
+    bool is_struct = declared && declared->is_struct();
+    bool fields = is_struct && !declared->is_array();
+    const Type* member = fields ? struct_members_of(declared) : nullptr;
     int32_t index = 0;
     for (const St_node* part = values->first_child; part; part = part->next_sibling, ++index) {
-        out().print("%s[%d] = ", name.c_str(), index);
-        print_as(part, element, LEVEL_ASSIGNMENT);
+        if (fields && !member)
+            break;  // more values than members: the passes have reported it
+        std::string path = fields ? name + "." + (member->name() ? member->name() : "")
+                                  : name + "[" + std::to_string(index) + "]";
+        const Type* part_type = fields ? member : (is_struct ? declared : nullptr);
+        bool part_is_element = !fields;
+        if (fields)
+            member = member->next_member();
+        if (part->kind == ST::NODE_ARRAY_INITIALIZER) {
+            if (part_is_element && part_type) {
+                // An element of an array of structs: its members, one by one.
+                Type element_type(*part_type);
+                element_type.set_array_size(1);
+                print_array_values(path, part, &element_type, element);
+            } else if (part_type) {
+                Gl_value_type inner = part_type->is_struct() ? Gl_value_type::make(Gl_value_type::OTHER, 0)
+                                                            : Gl_value_type::of_code(part_type->code());
+                print_array_values(path, part, part_type, inner);
+            }
+            continue;
+        }
+        Gl_value_type target = element;
+        if (fields && part_type)
+            target = part_type->is_struct() ? Gl_value_type::make(Gl_value_type::OTHER, 0)
+                                            : Gl_value_type::of_code(part_type->code(), part_type->array_size());
+        out().print("%s = ", path.c_str());
+        print_as(part, target, LEVEL_ASSIGNMENT);
         out().write(";\n");
     }
 }
@@ -1308,7 +1353,9 @@ void Gl_code_generator::print_global_array_values()
                 const Type* declared = unit->type_at(item->type_index);
                 Gl_value_type element = declared ? Gl_value_type::of_code(declared->code())
                                                  : declared_value_type(declared_type(node));
-                print_array_values(variable_name(item->text_view()), value, element);
+                if (declared && declared->is_struct())
+                    element = Gl_value_type::make(Gl_value_type::OTHER, 0);
+                print_array_values(variable_name(item->text_view()), value, declared, element);
             }
         }
     }
