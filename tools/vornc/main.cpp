@@ -15,6 +15,7 @@
 #include "graph_command.h"
 #include "option_table.h"
 #include "output.h"
+#include "reflect.h"
 #include "vorn/vorn.h"
 
 using vornc::Arguments;
@@ -611,6 +612,33 @@ int command_targets(Library& library)
     return 0;
 }
 
+int command_reflect(Library& library, const Arguments& arguments, Diagnostic_printer& printer)
+{
+    if (arguments.rest.size() != 1) {
+        std::fprintf(stderr, "vornc: reflect needs one file\n");
+        return 2;
+    }
+    int misuse = check_target(library, arguments, false);
+    if (misuse >= 0)
+        return misuse;
+    Input input = open_input(arguments.rest[0]);
+    bool empty = false;
+    vorn::ICompilation_unit* unit = compile_input(library, input, printer, &empty);
+    if (empty)
+        printer.error(input.name, "nothing to reflect (no declarations)");
+    if (!unit)
+        return 1;
+    std::string json;
+    bool ok = vornc::reflect(library.compiler, unit, arguments.target.empty() ? "GL" : arguments.target,
+                             arguments.shader, json, printer);
+    unit->release();
+    library.report_log(printer);
+    if (!ok)
+        return 1;
+    std::fputs(json.c_str(), stdout);
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -654,6 +682,8 @@ int main(int argc, char** argv)
         library.session->set_log_sink(nullptr);
         return vornc::command_graph(library.root, arguments);
     }
+    if (arguments.command == "reflect")
+        return command_reflect(library, arguments, printer);
     if (arguments.command == "options")
         return command_options(arguments, library);
     if (arguments.command == "targets")
