@@ -13,6 +13,7 @@ if [ "${1:-}" != demo ]; then
     libosmesa6-dev
     clang libclang-rt-14-dev
     binutils
+    make python3
   )
 fi
 

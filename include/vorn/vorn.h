@@ -644,6 +644,91 @@ protected:
     ~ILog() = default;
 };
 
+/* Extensions: what the interfaces above cannot express, under interface ids of our own. They
+ * leave every interface above as it is. IVorn_compiler::get_interface(IID_COMPILE_SESSION) gives
+ * a new ICompile_session at count 1. */
+enum Extension_interface_id : int32_t {
+    IID_COMPILE_SESSION = 1000,
+};
+
+/* A destination for the library's log lines, implemented by the host. While one is set, every
+ * line goes to it and none to standard error. It is called on the thread that logs. */
+class ILog_sink {
+public:
+    /* severity: 0 fatal, 1 error, 2 warning, 3 to 7 statistics and progress, 8 info, 9 and 10
+     * debug, 11 assertion. module: the four-letter tag of the module that logged ("CF12", "COMP").
+     * text: one line, without its end. */
+    virtual void log_line(int32_t severity, const char* module, const char* text) = 0;
+
+protected:
+    virtual ~ILog_sink() = default;
+};
+
+/* Severities of ICompile_session's diagnostics. */
+enum Diagnostic_severity : int32_t {
+    DIAGNOSTIC_ERROR = 1,
+    DIAGNOSTIC_WARNING = 2,
+};
+
+/* Compiles with settings of its own and keeps what the last run found. Settings stay for every
+ * later run of the session. A run replaces the results of the one before; texts that the session
+ * returns stay valid until its next run. */
+class ICompile_session : public Interface {
+public:
+    /* Defines a macro for every file compiled, as a first line "#define NAME VALUE" would (a null
+     * value defines it as 1). Later calls for a name replace earlier ones; false for a name that is
+     * not an identifier. */
+    virtual bool define_macro(const char* name, const char* value) = 0;
+    /* Removes a macro, also one of the standard prelude, as "#undef NAME" would. */
+    virtual bool undefine_macro(const char* name) = 0;
+    /* Appends a directory where #include and #import look after the including file's own
+     * directory and before the shader search path. */
+    virtual void add_include_directory(const char* directory) = 0;
+
+    /* Compiles length bytes of text under file_name, which messages show and relative includes
+     * start from; a null text reads the file file_name through the shader search path instead.
+     * Results and collector as IVorn_compiler::compile_file: null on any error. */
+    virtual ICompilation_unit* compile(const char* file_name, const char* text, uint32_t length,
+                                       ICompiler_errors* errors) = 0;
+    /* Only preprocesses, includes included: the text, or null after an error (see the
+     * diagnostics). Imports stay as directives. */
+    virtual const char* preprocess(const char* file_name, const char* text, uint32_t length) = 0;
+
+    /* The errors and warnings of the last run, in order: warnings (an #include that cannot be
+     * read or whose file has errors, placed at the directive), then errors as the collector has
+     * them. The message is the library's text for the diagnostic; the number that of the
+     * diagnostics table, 0 for a warning. */
+    virtual uint32_t get_diagnostic_count() = 0;
+    virtual int32_t get_diagnostic_severity(uint32_t index) = 0;
+    virtual const char* get_diagnostic_file(uint32_t index) = 0;
+    virtual int32_t get_diagnostic_line(uint32_t index) = 0;
+    virtual int32_t get_diagnostic_column(uint32_t index) = 0;
+    virtual uint32_t get_diagnostic_number(uint32_t index) = 0;
+    virtual const char* get_diagnostic_message(uint32_t index) = 0;
+
+    /* Every file the last run read besides its own text (includes and imports, nested ones too),
+     * as found, once each, in the order first read. */
+    virtual uint32_t get_dependency_count() = 0;
+    virtual const char* get_dependency(uint32_t index) = 0;
+
+    /* The declaration list of the last compile as far as the parser built it, also when the run
+     * had errors; null when nothing was parsed. */
+    virtual ISyntax_tree* get_tree() = 0;
+    /* The line and column of a node of any tree, or false. */
+    virtual bool get_position(ISyntax_tree* node, int32_t* line, int32_t* column) = 0;
+
+    /* The code generators' target names, built-in ones and those of plug-ins. */
+    virtual uint32_t get_target_count() = 0;
+    virtual const char* get_target_name(uint32_t index) = 0;
+
+    /* Sends every log line of the library to sink, for the whole library and until it is set
+     * again; null goes back to standard error. The host keeps sink alive while it is set. */
+    virtual void set_log_sink(ILog_sink* sink) = 0;
+
+protected:
+    ~ICompile_session() = default;
+};
+
 }  // namespace vorn
 
 extern "C" {

@@ -90,6 +90,13 @@ void Mod_back12::scan_plugins()
     }
 }
 
+const std::vector<Code_generator12_plugin*>& Mod_back12::all_generators()
+{
+    if (!scanned_)
+        scan_plugins();
+    return generators_;
+}
+
 Generated_shader* Mod_back12::compile(SYNTAX_TREE::Compilation_unit* unit, const char* target_name,
                                       const COMPILER::Compile_options& options)
 {

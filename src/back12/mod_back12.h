@@ -29,6 +29,8 @@ public:
 
     // Generators in lookup order; the registry's join at the first compile.
     const std::vector<Code_generator12_plugin*>& generators() const { return generators_; }
+    // Generators in lookup order, the registry's included.
+    const std::vector<Code_generator12_plugin*>& all_generators();
     bool plugins_scanned() const { return scanned_; }
 
 private:

@@ -40,7 +40,7 @@ SYNTAX_TREE::Compilation_unit* Mod_compiler::compile_file(const char* path, SYNT
     Compile_scope scope;
     // Read whole, not as a C string, so that a zero byte in the file is an error and not its end.
     std::string text, found;
-    if (!path || !FRONT12::mod_front12->read_file(path, std::string(), text, found)) {
+    if (!path || !FRONT12::mod_front12->read_file(path, std::string(), text, found, false)) {
         if (errors) {
             SYNTAX_TREE::Error_record record;
             record.number = SYNTAX_TREE::DIAG_UNABLE_TO_OPEN_FILE;

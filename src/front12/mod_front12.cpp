@@ -39,6 +39,9 @@ std::string directory_of(const std::string& path)
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
 
+// The name that errors in macros defined by a host carry.
+const char* const command_line_file_name = "<command line>";
+
 void log_unreadable(const char* path)
 {
     LOG::mod_log->error(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "Unable to open source file: %s", path);
@@ -67,22 +70,36 @@ char* Mod_front12::read_source_file(const char* path)
 }
 
 bool Mod_front12::read_file(const std::string& name, const std::string& relative_to, std::string& text,
-                            std::string& found)
+                            std::string& found, bool dependency)
 {
-    // Next to the file that names it first, then through the search path.
-    std::string directory = directory_of(relative_to);
-    if (!directory.empty() && !SYSTEM::is_absolute_path(name.c_str())) {
-        std::string beside = directory + "/" + name;
-        if (SYSTEM::mod_hal->file_exists(beside.c_str()) && read_whole_file(beside, text)) {
-            found = beside;
-            return true;
+    // Next to the file that names it first, then in the session's directories, then through
+    // the search path.
+    std::vector<std::string> directories;
+    std::string own_directory = directory_of(relative_to);
+    if (!own_directory.empty())
+        directories.push_back(own_directory);
+    if (session_ && !relative_to.empty())
+        directories.insert(directories.end(), session_->include_directories.begin(),
+                           session_->include_directories.end());
+    found.clear();
+    if (!SYSTEM::is_absolute_path(name.c_str())) {
+        for (const std::string& directory : directories) {
+            std::string beside = directory + "/" + name;
+            if (SYSTEM::mod_hal->file_exists(beside.c_str()) && read_whole_file(beside, text)) {
+                found = beside;
+                break;
+            }
         }
     }
-    found = SYSTEM::mod_string->resolve_file("shader", name.c_str());
-    if (found.empty() || !read_whole_file(found, text)) {
-        log_unreadable(name.c_str());
-        return false;
+    if (found.empty()) {
+        found = SYSTEM::mod_string->resolve_file("shader", name.c_str());
+        if (found.empty() || !read_whole_file(found, text)) {
+            log_unreadable(name.c_str());
+            return false;
+        }
     }
+    if (session_ && dependency)
+        session_->note_dependency(found);
     return true;
 }
 
@@ -93,10 +110,11 @@ SYNTAX_TREE::St_node* Mod_front12::parse(const char* text, const char* file_name
 }
 
 SYNTAX_TREE::St_node* Mod_front12::parse(std::string_view text, const char* file_name,
-                                         SYNTAX_TREE::Error_list* errors)
+                                         SYNTAX_TREE::Error_list* errors,
+                                         std::unique_ptr<SYNTAX_TREE::St_node>* partial)
 {
     prelude();
-    return parser_.parse_text(text, file_name, errors, nullptr);
+    return parser_.parse_text(text, file_name, errors, nullptr, partial);
 }
 
 SYNTAX_TREE::St_node* Mod_front12::parse_expression(const std::string& text, SYNTAX_TREE::Error_list& errors)
@@ -116,6 +134,33 @@ const Macro_table& Mod_front12::prelude_macros()
 {
     prelude();
     return prelude_macros_;
+}
+
+const Macro_table& Mod_front12::file_macros()
+{
+    if (!session_ || session_->macro_edits.empty())
+        return prelude_macros();
+    if (!session_->macros) {
+        // The edits were checked when they were made, so errors cannot come here.
+        Macro_table macros(100);
+        SYNTAX_TREE::Error_list errors;
+        edited_macros(session_->macro_edits, macros, errors);
+        session_->macros = std::move(macros);
+    }
+    return *session_->macros;
+}
+
+bool Mod_front12::edited_macros(const std::vector<std::pair<std::string, std::optional<std::string>>>& edits,
+                                Macro_table& macros, SYNTAX_TREE::Error_list& errors)
+{
+    // Directives run through the preprocessor, so a definition means what it would in a file.
+    std::string text;
+    for (const auto& edit : edits)
+        text += edit.second ? "#define " + edit.first + " " + *edit.second + "\n" : "#undef " + edit.first + "\n";
+    macros = prelude_macros();
+    size_t before = errors.size();
+    std::unique_ptr<SYNTAX_TREE::St_node> tree(parser_.parse_text(text, command_line_file_name, &errors, &macros));
+    return errors.size() == before && !tree;
 }
 
 void Mod_front12::load_prelude()

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "front12/front_session.h"
 #include "front12/parser_plugin.h"
 #include "syntax_tree/error_record.h"
 #include "system/module.h"
@@ -28,15 +29,34 @@ public:
     // terminating zero byte, owned by the caller (free with delete[]); null if it cannot be read.
     char* read_source_file(const char* path);
 
-    // The text of a file found next to relative_to (when given) or through the "shader" search
-    // path, with the path it was found at; false when it cannot be read (and logged).
-    bool read_file(const std::string& name, const std::string& relative_to, std::string& text, std::string& found);
+    // The text of a file found next to relative_to (when given), in the session's include
+    // directories or through the "shader" search path, with the path it was found at; false when
+    // it cannot be read (and logged). A file read as a dependency is noted in the session.
+    bool read_file(const std::string& name, const std::string& relative_to, std::string& text, std::string& found,
+                   bool dependency = true);
 
     // Runs the parser over text with the prelude's macros defined. Appends errors to errors
     // when given. Returns the DECLARATION_LIST owned by the caller, or null after any error.
     SYNTAX_TREE::St_node* parse(const char* text, const char* file_name, SYNTAX_TREE::Error_list* errors);
-    // As above over the whole of a file's text, zero bytes included (they are errors).
-    SYNTAX_TREE::St_node* parse(std::string_view text, const char* file_name, SYNTAX_TREE::Error_list* errors);
+    // As above over the whole of a file's text, zero bytes included (they are errors). With
+    // partial, a tree that the parser built despite syntax errors goes there.
+    SYNTAX_TREE::St_node* parse(std::string_view text, const char* file_name, SYNTAX_TREE::Error_list* errors,
+                                std::unique_ptr<SYNTAX_TREE::St_node>* partial = nullptr);
+
+    // Runs only the preprocessor over text and its includes: the tokens as text, lines kept
+    // apart as in the source. False after an error, which is appended to errors.
+    bool preprocess(std::string_view text, const std::string& file_name, std::string& out,
+                    SYNTAX_TREE::Error_list& errors);
+
+    // The session of the running compile, or null; it is not owned.
+    void set_session(Front_session* session) { session_ = session; }
+    Front_session* session() const { return session_; }
+    // The macros every file starts with: the prelude's, with the session's edits.
+    const Macro_table& file_macros();
+    // The prelude's macros with edits applied; false (errors appended) when an edit's text does
+    // not preprocess.
+    bool edited_macros(const std::vector<std::pair<std::string, std::optional<std::string>>>& edits,
+                       Macro_table& macros, SYNTAX_TREE::Error_list& errors);
 
     // One expression, as #if lines use it.
     SYNTAX_TREE::St_node* parse_expression(const std::string& text, SYNTAX_TREE::Error_list& errors);
@@ -66,6 +86,10 @@ public:
 
 private:
     void load_prelude();
+    bool preprocess_file(std::string_view text, const std::string& file_name, Macro_table& macros, int depth,
+                         std::string& out, SYNTAX_TREE::Error_list& errors);
+
+    Front_session* session_ = nullptr;
 
     Parser_ovrel_12 parser_;
     std::mutex prelude_lock_;

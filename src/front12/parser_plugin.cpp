@@ -22,7 +22,7 @@ St_node* Parser_ovrel_12::parse(const char* text, const char* file_name, Error_l
 }
 
 St_node* Parser_ovrel_12::parse_text(std::string_view source, const char* file_name, Error_list* errors,
-                                     Macro_table* macro_table)
+                                     Macro_table* macro_table, std::unique_ptr<St_node>* partial)
 {
     const std::string name = file_name ? file_name : "";
     Ovrel_lexer lexer(source.data() ? source.data() : "", source.size(), name);
@@ -33,7 +33,7 @@ St_node* Parser_ovrel_12::parse_text(std::string_view source, const char* file_n
     if (macro_table)
         preprocessor.add_macros(*macro_table);
     else if (name != prelude_file_name)
-        preprocessor.add_macros(mod_front12->prelude_macros());
+        preprocessor.add_macros(mod_front12->file_macros());
 
     Error_list syntax_errors;
     Error_list directive_errors;
@@ -67,8 +67,12 @@ St_node* Parser_ovrel_12::parse_text(std::string_view source, const char* file_n
         errors->insert(errors->end(), syntax_errors.begin(), syntax_errors.end());
     if (macro_table)
         *macro_table = preprocessor.get_macros();
+    if (partial && preprocessor_errors.empty())
+        *partial = std::move(tree);
     if (!syntax_errors.empty() || !preprocessor_errors.empty())
         return nullptr;
+    if (partial)
+        return partial->release();
     return tree.release();
 }
 
@@ -76,9 +80,16 @@ St_node* Parser_ovrel_12::include(const std::string& name, const std::string& in
                                   Ovrel_preprocessor& preprocessor, const Token& directive,
                                   Error_list& directive_errors)
 {
+    Front_session* session = mod_front12->session();
+    auto warn = [&](std::string message) {
+        if (session)
+            session->warnings.push_back(Front_warning{includer, directive.line, directive.column, std::move(message)});
+    };
     if (name == prelude_file_name) {
-        LOG::mod_log->warning(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0,
-                              "Explicit inclusion of stdlib.ovl will be ignored(stdlib.ovl is automatically included).");
+        const char* message =
+            "Explicit inclusion of stdlib.ovl will be ignored(stdlib.ovl is automatically included).";
+        LOG::mod_log->warning(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "%s", message);
+        warn(message);
         return nullptr;
     }
     if (include_depth_ >= INCLUDE_DEPTH_LIMIT) {
@@ -87,8 +98,10 @@ St_node* Parser_ovrel_12::include(const std::string& name, const std::string& in
         return nullptr;
     }
     std::string text, found;
-    if (!mod_front12->read_file(name, includer, text, found))
+    if (!mod_front12->read_file(name, includer, text, found)) {
+        warn("cannot open included file \"" + name + "\"");
         return nullptr;
+    }
 
     // The included file sees the includer's macros, and its own come back; its errors are
     // only warnings, and do not enter the includer's list.
@@ -110,6 +123,7 @@ St_node* Parser_ovrel_12::include(const std::string& name, const std::string& in
     for (const auto& record : included_errors) {
         std::string message = SYNTAX_TREE::format_error(record, name.c_str());
         LOG::mod_log->warning(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "%s", message.c_str());
+        warn("included file \"" + name + "\" left out: " + message);
     }
     preprocessor.add_macros(macros);
     return tree;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string_view>
 
 #include "front12/ovrel_preprocessor.h"
@@ -41,8 +42,10 @@ public:
     SYNTAX_TREE::St_node* parse(const char* text, const char* file_name, SYNTAX_TREE::Error_list* errors,
                                 Macro_table* macro_table) override;
     // As parse, over text that may hold zero bytes: the lexer refuses them where they stand.
+    // With partial, a tree that the parser built despite syntax errors goes there.
     SYNTAX_TREE::St_node* parse_text(std::string_view text, const char* file_name, SYNTAX_TREE::Error_list* errors,
-                                     Macro_table* macro_table);
+                                     Macro_table* macro_table,
+                                     std::unique_ptr<SYNTAX_TREE::St_node>* partial = nullptr);
 
 private:
     // Parses one #include'd file into the includer's preprocessor; null when skipped. A chain

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "host/compile_session.h"
 #include "log/mod_log.h"
 #include "syntax_tree/diagnostics.h"
 
@@ -196,6 +197,8 @@ vorn::Interface* Vorn_compiler_impl::get_interface(int32_t id)
 {
     if (id == vorn::IID_LOG)
         return new Log_wrapper;
+    if (id == vorn::IID_COMPILE_SESSION)
+        return new Compile_session;
     return Counted_interface::get_interface(id);
 }
 

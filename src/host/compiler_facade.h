@@ -66,7 +66,8 @@ public:
 
 class Vorn_compiler_impl : public Counted_interface<vorn::IVorn_compiler, vorn::IID_VORN_COMPILER> {
 public:
-    // Id 23 gives the log as well: it is the one way a host reaches it.
+    // Id 23 gives the log as well: it is the one way a host reaches it. The extension ids give
+    // their objects too.
     vorn::Interface* get_interface(int32_t id) override;
     void* get_internal() override { return nullptr; }
 

@@ -29,7 +29,7 @@ out=$("$vornc" dump-tree "$tmp/good.ovl"); check "dump-tree prints the shader's 
 "$vornc" check 2>/dev/null; check "check without files exits 2" "[ $? -eq 2 ]"
 : > "$tmp/empty.ovl"
 err=$("$vornc" check "$tmp/empty.ovl" 2>&1); status=$?
-check "an empty file fails with a message, not silently" "[ $status -eq 1 ] && grep -q 'nothing to compile' <<<\"\$err\""
+check "an empty file passes the check with a warning, not silently" "[ $status -eq 0 ] && grep -q 'nothing to compile' <<<\"\$err\""
 head -c 2000 /dev/urandom > "$tmp/noise.ovl"
 "$vornc" check "$tmp/noise.ovl" >/dev/null 2>&1; check "random bytes give diagnostics and exit 1" "[ $? -eq 1 ]"
 
@@ -41,12 +41,12 @@ out=$("$vornc" compile "$tmp/good.ovl" --target GL -o "$tmp/out"); status=$?
 check "compile to GL writes a vertex and a fragment text" "[ $status -eq 0 ] && [ \"\$out\" = \"$tmp/out/good.vert
 $tmp/out/good.frag\" ] && grep -q 'ftransform' \"$tmp/out/good.vert\" && grep -q 'gl_FragColor' \"$tmp/out/good.frag\""
 err=$("$vornc" compile "$tmp/good.ovl" --target fx 2>&1); status=$?
-check "a target differing in case is unknown, exit 2" "[ $status -eq 2 ] && grep -q 'FX, GL, Cg and Swrc' <<<\"\$err\""
+check "a target differing in case is unknown, exit 2" "[ $status -eq 2 ] && grep -q \"unknown target 'fx'; the targets are .*FX\" <<<\"\$err\""
 "$vornc" compile "$tmp/bad.ovl" --target FX -o "$tmp/out" 2>/dev/null; check "compile of a bad file exits 1" "[ $? -eq 1 ]"
 "$vornc" compile "$tmp/good.ovl" --target FX --option novalue 2>/dev/null; check "--option without = exits 2" "[ $? -eq 2 ]"
 
-err=$("$vornc" compile "$tmp/good.ovl" --target FX -o "$tmp/none/deeper" 2>&1); status=$?
-check "a program that cannot be written says why" "[ $status -eq 1 ] && grep -qx \"vornc: cannot write $tmp/none/deeper/good.fx: No such file or directory\" <<<\"\$err\""
+err=$("$vornc" compile "$tmp/good.ovl" --target FX -o "$tmp/good.ovl/good.fx" 2>&1); status=$?
+check "a program that cannot be written says why" "[ $status -eq 1 ] && grep -qx \"Error in file '$tmp/good.ovl/good.fx': cannot write: Not a directory\" <<<\"\$err\""
 printf 'Scalar a;\n#if UNDEFINED_NAME\n#endif\n' > "$tmp/directive.ovl"
 err=$("$vornc" check "$tmp/directive.ovl" 2>&1)
 check "a preprocessor error is printed once" "[ \$(grep -c 'error evaluating macro expression' <<<\"\$err\") -eq 1 ]"

@@ -40,7 +40,7 @@ err=$("$vornc" compile "$tmp/noise.bovl" --target FX -o "$tmp" 2>&1); status=$?
 check "a foreign file is refused at its magic number" "[ $status -eq 1 ] && grep -q 'Magic number does not match.' <<<\"\$err\""
 printf '\x57\xea\x01\x01' > "$tmp/newer.bovl"; head -c 124 /dev/zero >> "$tmp/newer.bovl"
 err=$("$vornc" compile "$tmp/newer.bovl" --target FX -o "$tmp" 2>&1); status=$?
-check "a newer minor version is refused with a warning" "[ $status -eq 1 ] && grep -q 'warn.*Minor version of file is greater than that of importer.' <<<\"\$err\""
+check "a newer minor version is refused with a warning" "[ $status -eq 1 ] && grep -q '^Warning in vornc: Minor version of file is greater than that of importer.' <<<\"\$err\""
 err=$("$vornc" compile "$tmp/none.bovl" --target FX 2>&1); status=$?
 check "a missing binary file is refused" "[ $status -eq 1 ] && grep -q \"can not find path '$tmp/none.bovl'\" <<<\"\$err\""
 err=$("$vornc" compile "$source_dir/examples/phong.ovl" --save-binary /nonexistent/x.bovl 2>&1); status=$?
