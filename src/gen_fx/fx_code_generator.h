@@ -127,6 +127,7 @@ protected:
     virtual void print_identifier(const St_node* node);
     virtual void print_variable(const St_node* node);
     virtual void print_assignment(const St_node* node);
+    void print_assignment_chain(const St_node* node);
     virtual void print_conditional(const St_node* node);
     virtual void print_xor(const St_node* node);
     // || and &&

@@ -145,7 +145,10 @@ bool Fx_code_generator::print_expression(const St_node* node, bool paren)
         }
         break;
     case ST::NODE_ASSIGNMENT_EXPRESSION:
-        print_assignment(node);
+        if (first && first->kind == ST::NODE_ASSIGNMENT_EXPRESSION)
+            print_assignment_chain(node);
+        else
+            print_assignment(node);
         break;
     case ST::NODE_CONDITIONAL_EXPRESSION:
         print_conditional(node);
@@ -262,6 +265,26 @@ void Fx_code_generator::print_assignment(const St_node* node)
     out().print(" %s ", node->text ? node->text : "=");
     print_operand(first ? first->next_sibling : nullptr, LEVEL_ASSIGNMENT);
     note_assignment(node);
+}
+
+// The source reads a = b = c as (a = b) = c, which no target accepts: it runs a = b, then
+// a = c, so it prints as the pair (a = b, a = c).
+void Fx_code_generator::print_assignment_chain(const St_node* node)
+{
+    const St_node* inner = node->first_child;
+    const St_node* place = inner;
+    while (place->kind == ST::NODE_ASSIGNMENT_EXPRESSION && place->first_child)
+        place = place->first_child;
+    std::unique_ptr<St_node> step(node->clone());
+    St_node* inner_copy = step->first_child;
+    if (!step->replace_child(inner_copy, place->clone()))
+        return;
+    delete inner_copy;
+    out().write("(");
+    print_expression(inner);
+    out().write(", ");
+    print_assignment(step.get());
+    out().write(")");
 }
 
 void Fx_code_generator::print_conditional(const St_node* node)

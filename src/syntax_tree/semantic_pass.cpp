@@ -883,7 +883,47 @@ St_node* Tree_traverser_semantic_pass::visit_assignment_expression(St_node* node
         set_type(node, result);
     else
         call_operator(node, "operator" + std::string(node->text_view()), types);
+    if (node->type_index >= 0 && !is_assignable(node->first_child))
+        report(*node, 70, "operator" + std::string(node->text_view()), 1);
     return nullptr;
+}
+
+// Whether a place can be written: a variable, a state variable, a member, element or
+// non-repeating swizzle of one, or the left side of another assignment (a = b = c is read
+// as (a = b) = c). Targets refuse writes to anything else, so the check belongs here.
+bool Tree_traverser_semantic_pass::is_assignable(const St_node* node) const
+{
+    int32_t type_found = -1;
+    while (node) {
+        switch (node->kind) {
+        case NODE_VARIABLE_ID:
+            return scope_->find_variable(node->text_view(), &type_found);
+        case NODE_STATE_VARIABLE_REFERENCE:
+            return true;
+        case NODE_ARRAY_INDEX_EXPRESSION:
+        case NODE_ASSIGNMENT_EXPRESSION:
+            node = node->first_child;
+            break;
+        case NODE_CLASS_MEMBER_REF_EXPRESSION: {
+            const St_node* object = node->first_child;
+            const St_node* selector = object ? object->next_sibling : nullptr;
+            if (!selector || selector->kind != NODE_MEMBER_VARIABLE_ID)
+                return false;
+            const Type* type = object ? unit_.type_at(object->type_index) : nullptr;
+            if (type && !type->is_array() && (type->is_vector() || type->is_scalar())) {
+                std::string_view letters = selector->text_view();
+                for (size_t i = 0; i < letters.size(); ++i)
+                    if (letters.find(letters[i], i + 1) != std::string_view::npos)
+                        return false;
+            }
+            node = object;
+            break;
+        }
+        default:
+            return false;
+        }
+    }
+    return false;
 }
 
 // A scalar spreads over a vector or matrix, Scalar takes Int and Bool, and vectors of one
@@ -1031,6 +1071,8 @@ void Tree_traverser_semantic_pass::step_operator(St_node* node)
     if (!type_operands(node, types))
         return;
     call_operator(node, "operator" + std::string(node->text_view()), types);
+    if (node->type_index >= 0 && !is_assignable(node->first_child))
+        report(*node, 70, "operator" + std::string(node->text_view()), 0);
 }
 
 St_node* Tree_traverser_semantic_pass::visit_pre_increment_expression(St_node* node)

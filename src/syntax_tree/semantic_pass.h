@@ -140,6 +140,7 @@ private:
     int32_t logic_result(int32_t left, int32_t right) const;
     int32_t equality_result(int32_t type) const;
     int32_t assignment_result(int32_t left, int32_t right) const;
+    bool is_assignable(const St_node* node) const;
     void member_access(St_node* node, int32_t object_type, St_node* selector);
     int32_t swizzle(const Type& type, std::string_view selector) const;
     void resolve_call(St_node* node, const std::string& name, const std::vector<int32_t>& types, bool silent);

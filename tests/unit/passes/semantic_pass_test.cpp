@@ -76,6 +76,29 @@ TEST(Semantic_pass, AssignmentRuleBeforeOperators)
     EXPECT_NE(c.messages[1].find("\"operator=\""), std::string::npos);
 }
 
+TEST(Semantic_pass, OnlyPlacesAreWritten)
+{
+    // Variables, state, members, elements, distinct swizzles and chains are places.
+    EXPECT_TRUE(compile("struct P { Scalar a; };\n"
+                        "void f(Scalar s, Vector3 v, P p, Scalar a[3]) {\n"
+                        "  s = 1.0; v.xz = Vector2(1.0, 2.0); p.a = s; a[1] = s; s = v.x = 2.0; s++; --a[0];\n"
+                        "  v.y += s;\n"
+                        "}")
+                    .messages.empty());
+    auto c = compile("enum E { ONE };\n"
+                     "Scalar g(Scalar x) { return x; }\n"
+                     "void f(Scalar s, Vector3 v) {\n"
+                     "  s + 1.0 = s; g(s) = s; v.xx = Vector2(s, s); ONE = 1; 2.0 = s; s++ = s;\n"
+                     "  g(s)++; --(s + s); (s = s) = s;\n"
+                     "}");
+    ASSERT_EQ(c.messages.size(), 8u);
+    for (size_t i = 0; i < 6; ++i)
+        EXPECT_NE(c.messages[i].find("line 4: operator=: illegal left operator argument"), std::string::npos)
+            << c.messages[i];
+    EXPECT_NE(c.messages[6].find("line 5: operator++: illegal operator argument"), std::string::npos);
+    EXPECT_NE(c.messages[7].find("line 5: operator--: illegal operator argument"), std::string::npos);
+}
+
 TEST(Semantic_pass, ConditionalTypes)
 {
     EXPECT_EQ(types_of("Bool b, Vector3 v, Int i, Scalar s, String t",

@@ -216,7 +216,11 @@ float4 Statements_eval(State state)
 	{
 		total += float2(0.0, 0.0).x;
 	}
-	result = float4(total, twice_total, 0, 1);
+	float3 place;
+	(total = twice_total, total = 3.0);
+	(place.x = place.y, place.x = total);
+	(total += place.x, total = 1.0);
+	result = float4(total, twice_total, (place.x = total, place.x = 0.5), 1);
 	return result;
 }
 

@@ -193,7 +193,11 @@ vec4 Statements_eval(State state)
 	{
 		ovl_total = 7.0;
 	}
-	ovl_result = vec4(ovl_total, ovl_twice_total, 0, 1);
+	vec3 ovl_place;
+	(ovl_total = ovl_twice_total, ovl_total = 3.0);
+	(ovl_place.x = ovl_place.y, ovl_place.x = ovl_total);
+	(ovl_total += ovl_place.x, ovl_total = 1.0);
+	ovl_result = vec4(ovl_total, ovl_twice_total, (ovl_place.x = ovl_total, ovl_place.x = 0.5), 1);
 	return ovl_result;
 }
 
