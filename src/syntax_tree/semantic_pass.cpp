@@ -1393,6 +1393,14 @@ void Tree_traverser_semantic_pass::resolve_call(St_node* node, const std::string
     }
     if (result >= 0 && chosen) {
         set_type(node, chosen->result_type);
+        // An out or inout argument is written back, so it must be a place.
+        const St_node* arguments = node->find_child(NODE_FUNCTION_CALL_PARAMETERS);
+        int32_t position = 0;
+        for (const St_node* argument = arguments ? arguments->first_child : nullptr; argument;
+             argument = argument->next_sibling, ++position)
+            if (size_t(position) < chosen->by_reference.size() && chosen->by_reference[size_t(position)] &&
+                !is_assignable(argument))
+                report(*argument, 69, name, position + 1);
         return;
     }
     // An argument of unknown type has had its message.

@@ -97,6 +97,13 @@ TEST(Semantic_pass, OnlyPlacesAreWritten)
             << c.messages[i];
     EXPECT_NE(c.messages[6].find("line 5: operator++: illegal operator argument"), std::string::npos);
     EXPECT_NE(c.messages[7].find("line 5: operator--: illegal operator argument"), std::string::npos);
+
+    // Arguments written back by the callee.
+    c = compile("void g(Scalar x, out Scalar y, inout Scalar z) { y = x; z += x; }\n"
+                "void f(Scalar s, Vector3 v) { g(1.0, s, v.x); g(s, 1.0, s + s); }");
+    ASSERT_EQ(c.messages.size(), 2u);
+    EXPECT_NE(c.messages[0].find("line 2: g: illegal call argument in position 2"), std::string::npos);
+    EXPECT_NE(c.messages[1].find("line 2: g: illegal call argument in position 3"), std::string::npos);
 }
 
 TEST(Semantic_pass, ConditionalTypes)
