@@ -165,7 +165,7 @@ void Tree_traverser_prepass::walk_list(St_node* list)
 
 bool Tree_traverser_prepass::rewrites_state() const
 {
-    return current_shader_ && !read_only_;
+    return (current_shader_ || takes_state_) && !read_only_;
 }
 
 std::string Tree_traverser_prepass::scoped(const std::string& name) const
@@ -405,14 +405,31 @@ St_node* Tree_traverser_prepass::visit_function_definition(St_node* node)
     Shader_declaration* saved_shader = current_shader_;
     St_node* saved_function = current_function_;
     bool saved_in_function = in_function_declaration_;
+    bool saved_takes_state = takes_state_;
     current_shader_ = owner;
     current_function_ = node;
     in_function_declaration_ = true;
+    takes_state_ = !owner && has_state_parameter(node);
     traverse(node);
     current_shader_ = saved_shader;
     current_function_ = saved_function;
     in_function_declaration_ = saved_in_function;
+    takes_state_ = saved_takes_state;
     return nullptr;
+}
+
+// A function that is handed the state reads it by name, as a shader's methods do: the graph
+// linker copies methods out of their shaders in this form, and their source must read back.
+bool Tree_traverser_prepass::has_state_parameter(const St_node* definition)
+{
+    const St_node* declaration = definition->find_child(NODE_FUNCTION_DECLARATION);
+    const St_node* parameters = declaration ? declaration->find_child(NODE_FUNCTION_PARAMETER_LIST) : nullptr;
+    for (const St_node* p = parameters ? parameters->first_child : nullptr; p; p = p->next_sibling) {
+        const St_node* type = p->find_child(NODE_SIMPLE_TYPE_SPECIFIER);
+        if (type && type->text_view() == "State")
+            return true;
+    }
+    return false;
 }
 
 // State names in shader code
@@ -426,7 +443,8 @@ St_node* Tree_traverser_prepass::visit_function_call_expression(St_node* node)
         if (index >= 0) {
             node->kind = NODE_STATE_FUNCTION_REFERENCE;
             node->set_binary_text(&index, sizeof index);
-            current_shader_->uses_state_function[index] = true;
+            if (current_shader_)
+                current_shader_->uses_state_function[index] = true;
         }
     }
     traverse(node);
@@ -454,7 +472,8 @@ St_node* Tree_traverser_prepass::visit_variable_id(St_node* node)
     int32_t index = state_variable_index(std::string(node->text_view()));
     if (index < 0)
         return nullptr;
-    current_shader_->uses_state_variable[index] = true;
+    if (current_shader_)
+        current_shader_->uses_state_variable[index] = true;
     return new St_node(NODE_STATE_VARIABLE_REFERENCE, node->file, node->line, node->column,
                        reinterpret_cast<const char*>(&index), int32_t(sizeof index), node->extra_position);
 }

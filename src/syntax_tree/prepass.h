@@ -84,6 +84,7 @@ private:
     void add_method(Shader_declaration& shader, St_node* definition, const std::string& method_name,
                     bool check_event);
     bool rewrites_state() const;
+    static bool has_state_parameter(const St_node* definition);
 
     Compilation_unit& unit_;
     Import_resolver resolver_;
@@ -96,6 +97,7 @@ private:
     std::string current_block_;
     St_node* current_function_ = nullptr;
     bool in_function_declaration_ = false;
+    bool takes_state_ = false;  // in a function outside any shader that has a State parameter
     int32_t current_enum_ = -1;
     int32_t next_enum_value_ = 0;
     bool depth_reported_ = false;
