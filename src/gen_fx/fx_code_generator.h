@@ -70,6 +70,8 @@ protected:
     virtual std::string function_name(std::string_view name) const;
     // A variable or field name, renamed where it would collide with a target word.
     virtual std::string identifier(std::string_view name) const;
+    // A variable of the source as the text names it.
+    virtual std::string variable_name(std::string_view name) const;
     // The text of a state variable reference.
     virtual std::string state_variable_text(int32_t index) const;
     // A state function call; false when it prints nothing.

@@ -658,7 +658,12 @@ void Fx_code_generator::print_variable(const St_node* node)
     if (written_inputs_.count(name))
         out().write(written_input_name(name));
     else
-        out().write(identifier(node->text_view()));
+        out().write(variable_name(node->text_view()));
+}
+
+std::string Fx_code_generator::variable_name(std::string_view name) const
+{
+    return identifier(name);
 }
 
 // State functions by number. Those the hardware cannot do print a neutral value.

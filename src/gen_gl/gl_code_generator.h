@@ -97,7 +97,6 @@ protected:
     int32_t expression_level(const St_node* node) const override;
     // The kinds of the walk that GLSL needs otherwise.
     void print_identifier(const St_node* node) override;
-    void print_variable(const St_node* node) override;
     void print_assignment(const St_node* node) override;
     void print_conditional(const St_node* node) override;
     void print_xor(const St_node* node) override;
@@ -152,7 +151,7 @@ private:
     void print_support();
 
     // Names
-    std::string variable_name(std::string_view name) const;
+    std::string variable_name(std::string_view name) const override;
     std::string function_name_of(std::string_view name) const;
     std::string written_input_name(const std::string& name) const override { return "local_" + name; }
     void print_gl_written_input_copies();

@@ -884,22 +884,6 @@ void Gl_code_generator::print_index(const St_node* node)
         out().print(".%.*s", int(base_type.columns), "xyzw");
 }
 
-void Gl_code_generator::print_variable(const St_node* node)
-{
-    ST::Enum_value value;
-    std::string name(node->text_view());
-    for (const SYNTAX_TREE::Compilation_unit* unit : input_.units) {
-        if (unit->find_enum_value(name, &value)) {
-            out().print("%d", value.value);
-            return;
-        }
-    }
-    if (written_inputs_.count(name))
-        out().write(written_input_name(name));
-    else
-        out().write(variable_name(name));
-}
-
 void Gl_code_generator::print_call(const St_node* node)
 {
     const St_node* arguments = BACK12::call_arguments(node);
