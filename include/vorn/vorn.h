@@ -562,7 +562,9 @@ protected:
     ~ICompage_node_class() = default;
 };
 
-/* Handed to the loaders; made by the embedding's own manager function, if any. */
+/* Handed to the loaders; made by the embedding's own manager function, if any. The manager that
+ * load_library_manager returns wraps the function's object, which its get_internal() gives back
+ * and which its last release releases. */
 class IGraph_library_manager : public Interface {
 protected:
     ~IGraph_library_manager() = default;
@@ -604,7 +606,8 @@ public:
     /* Lets go of the library: it ends when no other handle shares it, and every later call on
      * this wrapper is refused. */
     virtual void detach_object() = 0;
-    /* Libraries carry no annotations of their own: null. */
+    /* The library's own annotations, for the host's metadata on the whole library. Graph files
+     * do not keep them. Refused (null) once the library has ended, as every call is. */
     virtual IGraph_annotations* get_annotations() = 0;
 
 protected:
@@ -617,13 +620,15 @@ public:
     /* A new type of the kind (Type_kind) and array size (1: none, 0: unsized). A type other than
      * a struct is complete; a struct is given its members through set_first_type. */
     virtual IType* create_type(const char* name, int32_t kind, uint32_t array_size) = 0;
-    /* Through the manager function that the embedding installs; null when none is (the
-     * collector is emptied all the same). */
+    /* Empties errors, then calls the manager function that the embedding installed through
+     * IGraph_hooks and appends the error lists it left to errors, list by list. The manager it
+     * returned comes back wrapped; null when it returned none or none is installed. */
     virtual IGraph_library_manager* load_library_manager(const char* path, ICompiler_errors* errors) = 0;
     virtual IGraph_library* create_library() = 0;
     /* A library read from a graph file or from its text; diagnostics are appended to errors.
      * Null only when nothing could be read (no such file, empty text); after a problem inside
-     * the file the library holds what was read. */
+     * the file the library holds what was read. The host data of the file goes to the read
+     * functions installed through IGraph_hooks. */
     virtual IGraph_library* load_library(const char* file_name, IGraph_library_manager* manager,
                                          ICompiler_errors* errors) = 0;
     virtual IGraph_library* load_library_from_text(const char* text, IGraph_library_manager* manager,
@@ -649,6 +654,8 @@ protected:
  * a new ICompile_session at count 1. */
 enum Extension_interface_id : int32_t {
     IID_COMPILE_SESSION = 1000,
+    /* IVorn_graph::get_interface(IID_GRAPH_HOOKS) gives a new IGraph_hooks at count 1. */
+    IID_GRAPH_HOOKS = 1001,
 };
 
 /* A destination for the library's log lines, implemented by the host. While one is set, every
@@ -727,6 +734,55 @@ public:
 
 protected:
     ~ICompile_session() = default;
+};
+
+/* The handle a host's data function writes with, inside the gui_data element of a node or the
+ * render_data element of a graph file. An attribute belongs to the element opened last, as long
+ * as it has no child yet; values are written as they stand, unescaped. The host closes only what
+ * it opened, and the library closes what it left open. Valid for the call only. */
+class IGraph_data_writer {
+public:
+    virtual void begin_element(const char* name) = 0;
+    virtual void end_element() = 0;
+    virtual void attribute(const char* name, int32_t value) = 0;
+    virtual void attribute(const char* name, const char* value) = 0;
+
+protected:
+    ~IGraph_data_writer() = default;
+};
+
+/* The embedding's functions for its own data in graph files. A null function is left out: a
+ * save writes gui_data in every node only with write_gui, and render_data (last in the file)
+ * only with write_render. A read hands each element, printed as indented XML from its own start
+ * tag to its end tag, to read_gui with the node it is in, or to read_render. The node is valid
+ * for the call only (retain it to keep it); the graph must not be edited from these functions. */
+struct Graph_data_functions {
+    void* context;
+    void (*write_gui)(void* context, IGraph_node* node, IGraph_data_writer* writer);
+    void (*write_render)(void* context, IGraph_data_writer* writer);
+    void (*read_gui)(void* context, IGraph_node* node, const char* text);
+    void (*read_render)(void* context, const char* text);
+};
+
+/* The embedding's library manager function: a manager for path, or null. Error lists it leaves
+ * in errors (filled by the library's own calls that take a collector) reach the caller of
+ * IVorn_graph::load_library_manager. The manager is returned at count 1, and the library keeps
+ * that reference. */
+typedef IGraph_library_manager* (*Library_manager_function)(void* context, const char* path,
+                                                            ICompiler_errors* errors);
+
+/* What the embedding installs for the graph interfaces. Each setting holds for the whole library
+ * until it is set again, whichever IGraph_hooks set it. */
+class IGraph_hooks : public Interface {
+public:
+    /* Null uninstalls: load_library_manager then returns null. */
+    virtual void set_library_manager_function(Library_manager_function function, void* context) = 0;
+    /* Copies the functions; null removes them all. Used by IVorn_graph::load_library,
+     * load_library_from_text, IGraph_library::add_from_file and IGraph_library::save_to_file. */
+    virtual void set_data_functions(const Graph_data_functions* functions) = 0;
+
+protected:
+    ~IGraph_hooks() = default;
 };
 
 }  // namespace vorn

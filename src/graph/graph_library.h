@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "graph/annotation.h"
 #include "graph/graph_observer.h"
 
 namespace QZ {
@@ -54,6 +55,8 @@ public:
     std::vector<Graph_node*> nodes;                     // owned
     Graph_observer* observer = nullptr;
     std::string file_name;
+    // The host's metadata on the whole library; neither merged nor kept in files.
+    Annotation_list annotations;
 
 private:
     bool take(Graph_node_class* node_class);

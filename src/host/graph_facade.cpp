@@ -159,7 +159,71 @@ private:
     vorn::IGraph_observer* host_;
 };
 
-Library_manager_function installed_manager_function = nullptr;
+// What the embedding installed through IGraph_hooks; nothing by default.
+vorn::Library_manager_function installed_manager_function = nullptr;
+void* installed_manager_context = nullptr;
+vorn::Graph_data_functions installed_data_functions{};
+
+// The host's view of the writer inside gui_data or render_data.
+class Data_writer_adapter final : public vorn::IGraph_data_writer {
+public:
+    explicit Data_writer_adapter(COMPILER::Xml_data_writer* writer) : writer_(writer) {}
+    void begin_element(const char* name) override { writer_->begin_element(name); }
+    void end_element() override { writer_->end_element(); }
+    void attribute(const char* name, int32_t value) override { writer_->attribute(name, value); }
+    void attribute(const char* name, const char* value) override { writer_->attribute(name, value); }
+
+private:
+    COMPILER::Xml_data_writer* writer_;
+};
+
+// The file hooks over a copy of the host's functions (functions outlives the read or write), so
+// that a host changing them from inside a call cannot pull one away midway.
+GRAPH::Graph_read_hooks read_hooks(const vorn::Graph_data_functions& functions)
+{
+    GRAPH::Graph_read_hooks hooks;
+    void* context = const_cast<vorn::Graph_data_functions*>(&functions);
+    if (functions.read_gui) {
+        hooks.gui = [](void* data, Graph_node* node, const char* text) {
+            const auto* host = static_cast<const vorn::Graph_data_functions*>(data);
+            Held<vorn::IGraph_node> held{wrap_node(node)};
+            host->read_gui(host->context, held.object, text);
+        };
+        hooks.gui_context = context;
+    }
+    if (functions.read_render) {
+        hooks.render = [](void* data, const char* text) {
+            const auto* host = static_cast<const vorn::Graph_data_functions*>(data);
+            host->read_render(host->context, text);
+        };
+        hooks.render_context = context;
+    }
+    return hooks;
+}
+
+GRAPH::Graph_write_hooks write_hooks(const vorn::Graph_data_functions& functions)
+{
+    GRAPH::Graph_write_hooks hooks;
+    void* context = const_cast<vorn::Graph_data_functions*>(&functions);
+    if (functions.write_gui) {
+        hooks.gui = [](void* data, Graph_node* node, COMPILER::Gui_data_writer* writer) {
+            const auto* host = static_cast<const vorn::Graph_data_functions*>(data);
+            Held<vorn::IGraph_node> held{wrap_node(node)};
+            Data_writer_adapter adapter(writer);
+            host->write_gui(host->context, held.object, &adapter);
+        };
+        hooks.gui_context = context;
+    }
+    if (functions.write_render) {
+        hooks.render = [](void* data, COMPILER::Render_data_writer* writer) {
+            const auto* host = static_cast<const vorn::Graph_data_functions*>(data);
+            Data_writer_adapter adapter(writer);
+            host->write_render(host->context, &adapter);
+        };
+        hooks.render_context = context;
+    }
+    return hooks;
+}
 
 const SYNTAX_TREE::Type* type_argument(vorn::IType* type, const char* operation)
 {
@@ -362,7 +426,16 @@ vorn::ICompilation_unit* compile_class(Graph_node_class* node_class)
     return unit ? new Compilation_unit_wrapper(std::shared_ptr<SYNTAX_TREE::Compilation_unit>(unit)) : nullptr;
 }
 
-void install_library_manager_function(Library_manager_function function) { installed_manager_function = function; }
+void Graph_hooks_impl::set_library_manager_function(vorn::Library_manager_function function, void* context)
+{
+    installed_manager_function = function;
+    installed_manager_context = function ? context : nullptr;
+}
+
+void Graph_hooks_impl::set_data_functions(const vorn::Graph_data_functions* functions)
+{
+    installed_data_functions = functions ? *functions : vorn::Graph_data_functions{};
+}
 
 // ---------------------------------------------------------------------------------------------
 // Nodes
@@ -998,7 +1071,8 @@ bool Graph_library_wrapper::add_from_file(const char* file_name, vorn::ICompiler
     if (!library || !name_argument(file_name, operation))
         return false;
     GRAPH::File_errors lists;
-    Graph_library* read = GRAPH::load_file(file_name, nullptr, nullptr, GRAPH::Graph_read_hooks{}, library, &lists);
+    const vorn::Graph_data_functions functions = installed_data_functions;
+    Graph_library* read = GRAPH::load_file(file_name, nullptr, nullptr, read_hooks(functions), library, &lists);
     if (auto* collector = dynamic_cast<Compiler_errors_wrapper*>(errors))
         for (const auto& list : lists)
             collector->add_list(list.first, list.second);
@@ -1024,7 +1098,9 @@ bool Graph_library_wrapper::save_to_file(const char* file_name)
     Graph_library* library = live("IGraph_library::save_to_file");
     if (!library || !file_name || !*file_name || !file_can_be_written(file_name))
         return false;
-    return library->save(file_name);
+    const vorn::Graph_data_functions functions = installed_data_functions;
+    const GRAPH::Graph_write_hooks hooks = write_hooks(functions);
+    return library->save(file_name, &hooks);
 }
 
 vorn::IGraph_observer* Graph_library_wrapper::get_observer()
@@ -1041,7 +1117,17 @@ void Graph_library_wrapper::set_observer(vorn::IGraph_observer* observer)
 
 void Graph_library_wrapper::detach_object() { library_.reset(); }
 
-vorn::IGraph_annotations* Graph_library_wrapper::get_annotations() { return nullptr; }
+vorn::IGraph_annotations* Graph_library_wrapper::get_annotations()
+{
+    if (!live("IGraph_library::get_annotations"))
+        return nullptr;
+    // The store ends with the library, not with this wrapper or its other handles.
+    std::weak_ptr<Graph_library> weak = library_;
+    return new Graph_annotations_wrapper([weak]() -> GRAPH::Annotation_list* {
+        std::shared_ptr<Graph_library> library = weak.lock();
+        return library ? &library->annotations : nullptr;
+    });
+}
 
 // ---------------------------------------------------------------------------------------------
 // Parameters, wires and annotations
@@ -1312,12 +1398,19 @@ vorn::IGraph_library_manager* Vorn_graph_impl::load_library_manager(const char* 
         collector->clear();
     if (!installed_manager_function)
         return nullptr;
-    Error_lists lists;
-    vorn::IGraph_library_manager* manager = installed_manager_function(path, lists);
+    Held<Compiler_errors_wrapper> lists{new Compiler_errors_wrapper};
+    vorn::IGraph_library_manager* manager = installed_manager_function(installed_manager_context, path, lists.object);
     if (collector)
-        for (const auto& list : lists)
-            collector->add_list(list.first, list.second);
-    return manager;
+        for (const auto& list : lists.object->lists())
+            collector->add_list(list.file_name, list.errors);
+    return manager ? new Graph_library_mgr_wrapper(manager) : nullptr;
+}
+
+vorn::Interface* Vorn_graph_impl::get_interface(int32_t id)
+{
+    if (id == vorn::IID_GRAPH_HOOKS)
+        return new Graph_hooks_impl;
+    return Counted_interface::get_interface(id);
 }
 
 vorn::IGraph_library* Vorn_graph_impl::create_library() { return wrap_library(share_library(new Graph_library)); }
@@ -1339,7 +1432,8 @@ vorn::IGraph_library* Vorn_graph_impl::load_library(const char* file_name, vorn:
                                                     vorn::ICompiler_errors* errors)
 {
     GRAPH::File_errors lists;
-    Graph_library* library = GRAPH::load_file(file_name, nullptr, nullptr, GRAPH::Graph_read_hooks{}, nullptr, &lists);
+    const vorn::Graph_data_functions functions = installed_data_functions;
+    Graph_library* library = GRAPH::load_file(file_name, nullptr, nullptr, read_hooks(functions), nullptr, &lists);
     return finish_load(library, lists, errors);
 }
 
@@ -1347,7 +1441,8 @@ vorn::IGraph_library* Vorn_graph_impl::load_library_from_text(const char* text, 
                                                               vorn::ICompiler_errors* errors)
 {
     GRAPH::File_errors lists;
-    Graph_library* library = GRAPH::load_string(text, nullptr, nullptr, GRAPH::Graph_read_hooks{}, nullptr, &lists);
+    const vorn::Graph_data_functions functions = installed_data_functions;
+    Graph_library* library = GRAPH::load_string(text, nullptr, nullptr, read_hooks(functions), nullptr, &lists);
     return finish_load(library, lists, errors);
 }
 

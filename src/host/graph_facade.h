@@ -57,11 +57,6 @@ vorn::IGraph_observer* host_observer(GRAPH::Graph_observer* observer);
 // source as its shader alone. Null when it cannot be linked.
 vorn::ICompilation_unit* compile_class(GRAPH::Graph_node_class* node_class);
 
-// The embedding's library manager function: a manager for path or null, and error lists, each
-// under its file name. None is installed by default.
-using Error_lists = std::vector<std::pair<std::string, SYNTAX_TREE::Error_list>>;
-using Library_manager_function = vorn::IGraph_library_manager* (*)(const char* path, Error_lists& errors);
-void install_library_manager_function(Library_manager_function function);
 
 class Graph_node_wrapper : public Counted_interface<vorn::IGraph_node, vorn::IID_GRAPH_NODE> {
 public:
@@ -278,14 +273,32 @@ private:
     std::function<GRAPH::Annotation_list*()> list_;
 };
 
+// Holds the reference that the embedding's manager function returned.
 class Graph_library_mgr_wrapper : public Counted_interface<vorn::IGraph_library_manager, vorn::IID_GRAPH_LIBRARY_MANAGER> {
 public:
+    explicit Graph_library_mgr_wrapper(vorn::IGraph_library_manager* manager) : manager_(manager) {}
+    ~Graph_library_mgr_wrapper() override { manager_->release(); }
+    Graph_library_mgr_wrapper(const Graph_library_mgr_wrapper&) = delete;
+    Graph_library_mgr_wrapper& operator=(const Graph_library_mgr_wrapper&) = delete;
+
+    void* get_internal() override { return manager_; }
+
+private:
+    vorn::IGraph_library_manager* manager_;
+};
+
+// A view of the library-wide settings of the embedding: every object sets the same ones.
+class Graph_hooks_impl : public Counted_interface<vorn::IGraph_hooks, vorn::IID_GRAPH_HOOKS> {
+public:
     void* get_internal() override { return nullptr; }
+    void set_library_manager_function(vorn::Library_manager_function function, void* context) override;
+    void set_data_functions(const vorn::Graph_data_functions* functions) override;
 };
 
 class Vorn_graph_impl : public Counted_interface<vorn::IVorn_graph, vorn::IID_VORN_GRAPH> {
 public:
     void* get_internal() override { return nullptr; }
+    vorn::Interface* get_interface(int32_t id) override;
     vorn::IType* create_type(const char* name, int32_t kind, uint32_t array_size) override;
     vorn::IGraph_library_manager* load_library_manager(const char* path, vorn::ICompiler_errors* errors) override;
     vorn::IGraph_library* create_library() override;

@@ -148,7 +148,6 @@ TEST(Host_graph_misuse, library_operations_with_null_foreign_and_out_of_range_ar
     library->merge(nullptr);
     library->merge(library);  // refused: it would empty itself
     EXPECT_EQ(library->get_class_count(), classes);
-    EXPECT_EQ(library->get_annotations(), nullptr);
     EXPECT_EQ(library->get_interface(vorn::IID_GRAPH_NODE), nullptr);
 
     // A node of this library handed to it again, or to a compound, is refused: it has an owner.

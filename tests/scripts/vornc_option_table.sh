@@ -4,7 +4,7 @@
 set -uo pipefail
 build=$1
 source=$2
-"$build/vornc" options FX GL >/dev/null || { echo "FAILED: vornc options FX GL"; exit 1; }
+"$build/vornc" options FX GL Cg >/dev/null || { echo "FAILED: vornc options FX GL Cg"; exit 1; }
 python3 - "$build/vornc" "$source" <<'PY'
 import re, subprocess, sys
 vornc, source = sys.argv[1], sys.argv[2]
@@ -58,7 +58,26 @@ fx_keys = read_keys(fx_source + arrays[:arrays.index("Fx_options read_fx_options
 gl_keys = read_keys(gl_source)
 expect(len(fx_keys) > 30 and len(gl_keys) == 4, "the readers were not found: %d FX, %d GL" % (len(fx_keys), len(gl_keys)))
 
-for target, keys in (("FX", fx_keys), ("GL", gl_keys)):
+# Cg: the FX keys less those its options view removes or fixes, and the keys it reads itself.
+cg_source = open(source + "/src/gen_cg/cg_code_generator.cpp").read()
+cg_header = open(source + "/src/gen_cg/cg_code_generator.h").read()
+dropped = re.search(r"fx_only_options\[\] = \{([^}]*)\}", cg_source)
+fixed = re.findall(r'view\.attributes\["([a-z0-9_]+)"\] =', cg_source)
+expect(dropped is not None and len(fixed) == 2, "the Cg options view was not found")
+cg_keys = dict(fx_keys)
+for key in re.findall(r'"([a-z0-9_]+)"', dropped.group(1) if dropped else "") + fixed:
+    cg_keys.pop(key, None)
+cg_keys.update(read_keys(cg_source))
+for key, constant in re.findall(r'attribute_equals\("([a-z0-9_]+)", ([A-Z0-9_]+)\)', cg_source):
+    value = re.search(constant + r' = "([A-Za-z0-9_]+)"', cg_header)
+    expect(value is not None, "the value of " + constant + " was not found")
+    cg_keys.setdefault(key, set()).add(value.group(1) if value else "")
+plugin = open(source + "/src/gen_cg/cg_code_generator_plugin.cpp").read()
+expect("options.complete_program" in plugin, "the Cg plug-in no longer reads complete_program")
+cg_keys["complete_program"] = {"0", "1", "true", "false"}
+expect(len(cg_keys) == len(fx_keys) - 10 + 2, "Cg: %d keys against %d of FX" % (len(cg_keys), len(fx_keys)))
+
+for target, keys in (("FX", fx_keys), ("GL", gl_keys), ("Cg", cg_keys)):
     rows = table(target)
     expect(common <= set(rows), target + ": the common keys are missing")
     for key, kind in keys.items():
@@ -74,3 +93,22 @@ for target, keys in (("FX", fx_keys), ("GL", gl_keys)):
         expect(False, "%s: the table has %s, which the generator does not read" % (target, key))
 sys.exit(1 if failed else 0)
 PY
+fail=$?
+
+# The Cg table at work: unknown keys and values are warnings, errors under -Werror.
+check() { if ! eval "$2"; then echo "FAILED: $1"; fail=1; fi; }
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+printf 'shader S { input: Color c = Color(1, 0, 0, 1); output: Color result;\nvoid main() { result = c; } };\n' > "$tmp/s.ovl"
+err=$("$build/vornc" compile "$tmp/s.ovl" --target Cg -o "$tmp/o1" --option bogus=1 --option target_product=hald4 \
+      --option format=HLSL --option complete_program=0 --option depth_test=true 2>&1); status=$?
+check "Cg: unknown keys and values are three warnings" "[ $status -eq 0 ] && [ \$(grep -c '^Warning in vornc: ' <<<\"\$err\") -eq 3 ]"
+check "Cg: the key it does not read" "grep -q \"the Cg target reads no option 'bogus'\" <<<\"\$err\""
+check "Cg: an FX dialect key is unknown to Cg" "grep -q \"the Cg target reads no option 'format'\" <<<\"\$err\""
+check "Cg: the values of target_product" "grep -q \"option 'target_product' takes hald3, not 'hald4'\" <<<\"\$err\""
+check "Cg: the program is written" "[ -s \"$tmp/o1\" ]"
+err=$("$build/vornc" -Werror compile "$tmp/s.ovl" --target Cg -o "$tmp/o2" --option complete_program=yes 2>&1); status=$?
+check "Cg: -Werror refuses a bad value" "[ $status -eq 1 ] && grep -q \"^Error in vornc: option 'complete_program' takes 1, 0, true or false, not 'yes'\" <<<\"\$err\" && [ ! -e \"$tmp/o2\" ]"
+err=$("$build/vornc" compile "$tmp/s.ovl" --target FX -o "$tmp/o3" --option target_product=hald3 2>&1)
+check "FX: Cg's own key is unknown to FX" "grep -q \"the FX target reads no option 'target_product'\" <<<\"\$err\""
+exit $fail

@@ -1,5 +1,7 @@
 #include "option_table.h"
 
+#include <algorithm>
+
 namespace vornc {
 
 namespace {
@@ -67,6 +69,24 @@ const std::vector<Option_key> gl_keys = {
 
 #undef VORNC_COMMON_KEYS
 
+// The Cg generator runs the FX walk without the FX dialect's options and with its volume and
+// annotation map options fixed; it reads two of its own.
+std::vector<Option_key> make_cg_keys()
+{
+    const std::vector<std::string> not_read = {"format", "two_sided", "interfaces", "light_interfaces_only",
+                                               "flip_tex2d_v", "use_oit", "use_jitter", "debug",
+                                               "eval_volume", "annotation_map"};
+    std::vector<Option_key> keys;
+    for (const Option_key& key : fx_keys)
+        if (std::find(not_read.begin(), not_read.end(), key.key) == not_read.end())
+            keys.push_back(key);
+    keys.push_back({"target_product", {"hald3"}});
+    keys.push_back({"complete_program", {"1", "0", "true", "false"}});
+    return keys;
+}
+
+const std::vector<Option_key> cg_keys = make_cg_keys();
+
 std::string joined(const std::vector<const char*>& values)
 {
     std::string out;
@@ -83,6 +103,8 @@ const std::vector<Option_key>* option_table(const std::string& target)
         return &fx_keys;
     if (target == "GL")
         return &gl_keys;
+    if (target == "Cg")
+        return &cg_keys;
     return nullptr;
 }
 
