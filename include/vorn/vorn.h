@@ -732,6 +732,12 @@ public:
      * again; null goes back to standard error. The host keeps sink alive while it is set. */
     virtual void set_log_sink(ILog_sink* sink) = 0;
 
+    /* The unit's tree as Ovrel source text, also of a unit that a graph was linked into: what
+     * the linker built, which compiled again generates the same text. A run of its own; the text
+     * stays valid until the next run. Null when the tree has no source form (a string holding a
+     * quote, say), with the reason as the run's one error. */
+    virtual const char* print_source(ICompilation_unit* unit) = 0;
+
 protected:
     ~ICompile_session() = default;
 };

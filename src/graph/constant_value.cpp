@@ -101,7 +101,27 @@ void store_number(uint32_t component_code, double number, uint8_t* at)
     }
 }
 
-bool evaluate_element(const St_node* node, const Type& type, const Compilation_unit& unit, uint8_t* at)
+bool evaluate_value(const St_node* expression, const Type& type, const Compilation_unit& unit, uint8_t* at,
+                    int depth);
+
+// A struct from a brace list: its items in member order, each member by its own type.
+bool evaluate_struct(const St_node* node, const Type& type, const Compilation_unit& unit, uint8_t* at, int depth)
+{
+    if (!node || node->kind != NODE_ARRAY_INITIALIZER)
+        return false;
+    bool complete = true;
+    const St_node* item = node->first_child;
+    for (const Type* member = type.first_member(); member; member = member->next_member()) {
+        uint32_t offset = 0;
+        if (!item || type.find_member(member->name(), &offset) != member)
+            return false;
+        complete = evaluate_value(item, *member, unit, at + offset, depth + 1) && complete;
+        item = item->next_sibling;
+    }
+    return complete && !item;
+}
+
+bool evaluate_element(const St_node* node, const Type& type, const Compilation_unit& unit, uint8_t* at, int depth)
 {
     // The constructor form x(1, 2): one argument stands for itself, more are the components.
     if (node && node->kind == NODE_FUNCTION_CALL_PARAMETERS && node->first_child && !node->first_child->next_sibling)
@@ -112,9 +132,9 @@ bool evaluate_element(const St_node* node, const Type& type, const Compilation_u
         *reinterpret_cast<char**>(at) = duplicate_text(std::string(node->text_view()).c_str());
         return true;
     }
-    // The language has no constructors of structs: a struct starts as zeroes.
+    // The language has no constructors of structs, only brace lists.
     if (type.code() == TYPE_STRUCT)
-        return false;
+        return evaluate_struct(node, type, unit, at, depth);
     std::vector<double> numbers;
     if (!flatten(node, unit, numbers, 0) || numbers.empty())
         return false;
@@ -125,15 +145,12 @@ bool evaluate_element(const St_node* node, const Type& type, const Compilation_u
     return true;
 }
 
-}  // namespace
-
-bool evaluate_constant(const St_node* expression, const Type& type, const Compilation_unit& unit, void* block)
+bool evaluate_value(const St_node* expression, const Type& type, const Compilation_unit& unit, uint8_t* at, int depth)
 {
-    if (!expression || !block)
+    if (!expression || depth > MAX_DEPTH)
         return false;
-    uint8_t* at = static_cast<uint8_t*>(block);
     if (type.array_size() == 1)
-        return evaluate_element(expression, type, unit, at);
+        return evaluate_element(expression, type, unit, at, depth);
     if (expression->kind != NODE_ARRAY_INITIALIZER)
         return false;
     uint32_t size = element_size(type);
@@ -155,8 +172,17 @@ bool evaluate_constant(const St_node* expression, const Type& type, const Compil
     bool complete = true;
     uint32_t i = 0;
     for (const St_node* item = expression->first_child; item && i < count; item = item->next_sibling, ++i)
-        complete = evaluate_element(item, element_type, unit, at + uint64_t(i) * size) && complete;
+        complete = evaluate_element(item, element_type, unit, at + uint64_t(i) * size, depth + 1) && complete;
     return complete;
+}
+
+}  // namespace
+
+bool evaluate_constant(const St_node* expression, const Type& type, const Compilation_unit& unit, void* block)
+{
+    if (!block)
+        return false;
+    return evaluate_value(expression, type, unit, static_cast<uint8_t*>(block), 0);
 }
 
 std::unique_ptr<Type> constant_type(const St_node& expression, const Compilation_unit& unit)

@@ -15,7 +15,8 @@ namespace GRAPH {
 
 // Writes the constant value of expression, taken as type, into block (zeroed, of the type's
 // size). Literals, signs, constructor calls (components in order, a single one repeated), array
-// initialisers and enum values are understood; anything else leaves zeroes and gives false.
+// initialisers, brace lists of structs (members in order) and enum values are understood;
+// anything else leaves zeroes and gives false.
 bool evaluate_constant(const SYNTAX_TREE::St_node* expression, const SYNTAX_TREE::Type& type,
                        const SYNTAX_TREE::Compilation_unit& unit, void* block);
 

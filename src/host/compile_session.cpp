@@ -12,6 +12,7 @@
 #include "log/mod_log.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/diagnostics.h"
+#include "syntax_tree/source_printer.h"
 #include "syntax_tree/st_node.h"
 #include "trans12/mod_trans12.h"
 
@@ -107,6 +108,7 @@ void Compile_session::begin_run()
     diagnostics_.clear();
     last_unit_.reset();
     preprocessed_.clear();
+    printed_.clear();
 }
 
 bool Compile_session::source_text(const std::string& name, const char* text, uint32_t length,
@@ -288,6 +290,20 @@ void Compile_session::set_log_sink(vorn::ILog_sink* sink)
     sink_target.sink = sink;
     if (sink)
         LOG::mod_log->add_target(&sink_target);
+}
+
+const char* Compile_session::print_source(vorn::ICompilation_unit* unit)
+{
+    begin_run();
+    // Only units of this library have a tree behind them.
+    auto* wrapper = dynamic_cast<Compilation_unit_wrapper*>(unit);
+    auto* internal = wrapper ? static_cast<SYNTAX_TREE::Compilation_unit*>(wrapper->get_internal()) : nullptr;
+    std::string why = "the unit has no tree";
+    if (internal && internal->tree() && SYNTAX_TREE::print_source(internal->tree(), printed_, &why))
+        return printed_.c_str();
+    printed_.clear();
+    diagnostics_.push_back({vorn::DIAGNOSTIC_ERROR, "", -1, -1, 0, "cannot print the unit as source: " + why});
+    return nullptr;
 }
 
 }  // namespace HOST

@@ -43,6 +43,7 @@ public:
     uint32_t get_target_count() override;
     const char* get_target_name(uint32_t index) override;
     void set_log_sink(vorn::ILog_sink* sink) override;
+    const char* print_source(vorn::ICompilation_unit* unit) override;
 
 private:
     struct Diagnostic {
@@ -69,6 +70,7 @@ private:
     std::vector<Diagnostic> diagnostics_;
     std::shared_ptr<SYNTAX_TREE::Compilation_unit> last_unit_;
     std::string preprocessed_;
+    std::string printed_;
 };
 
 }  // namespace HOST

@@ -372,3 +372,30 @@ TEST(Host_compile_session, every_listed_target_generates_and_no_other_name_does)
     unit->release();
     compile->release();
 }
+
+TEST(Host_compile_session, a_unit_prints_as_source_that_compiles_again_and_one_without_a_tree_does_not)
+{
+    Session session;
+    vorn::ICompile_session* compile = open_session(session);
+    ASSERT_NE(compile, nullptr);
+    vorn::ICompilation_unit* unit = compile->compile("s.ovl", good_shader, uint32_t(std::strlen(good_shader)), nullptr);
+    ASSERT_NE(unit, nullptr);
+    const char* printed = compile->print_source(unit);
+    ASSERT_NE(printed, nullptr);
+    EXPECT_EQ(compile->get_diagnostic_count(), 0u);
+    std::string text = printed;
+    EXPECT_NE(text.find("result = Color(1, 0, 0, 1);"), std::string::npos) << text;
+    bool compiled = false;
+    EXPECT_EQ(compile_text(compile, "printed.ovl", text, &compiled), "");
+    EXPECT_TRUE(compiled);
+    unit->release();
+
+    vorn::ICompilation_unit* empty = session.compiler->create_compilation_unit();
+    EXPECT_EQ(compile->print_source(empty), nullptr);
+    ASSERT_EQ(compile->get_diagnostic_count(), 1u);
+    EXPECT_EQ(compile->get_diagnostic_severity(0), vorn::DIAGNOSTIC_ERROR);
+    EXPECT_NE(std::string(compile->get_diagnostic_message(0)).find("no tree"), std::string::npos);
+    EXPECT_EQ(compile->print_source(nullptr), nullptr);
+    empty->release();
+    compile->release();
+}

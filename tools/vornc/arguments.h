@@ -39,6 +39,9 @@ struct Arguments {
     std::string save_binary;
     // graph
     bool dot = false;
+    // link, and compile of a graph file: the node or the class linked
+    std::string node;
+    std::string node_class;
 
     // Dependencies: -M prints the rule and compiles nothing; a depfile is written beside the work.
     bool dependencies_only = false;

@@ -13,6 +13,7 @@
 #include "arguments.h"
 #include "diagnostics.h"
 #include "graph_command.h"
+#include "link_command.h"
 #include "option_table.h"
 #include "output.h"
 #include "reflect.h"
@@ -505,7 +506,16 @@ int command_compile(Library& library, const Arguments& arguments, Diagnostic_pri
 
     vorn::ICompilation_unit* unit = nullptr;
     bool empty = false;
-    if (from_binary) {
+    bool from_graph = vornc::names_graph_root(arguments);
+    if (from_graph) {
+        unit = vornc::link_graph_file(library.root, library.compiler, arguments, input.name, printer,
+                                      [&] { library.report_log(printer); });
+        // A unit linked with errors generates nothing of use.
+        if (unit && printer.error_count() > 0) {
+            unit->release();
+            unit = nullptr;
+        }
+    } else if (from_binary) {
         unit = load_binary(library, input, printer);
     } else {
         unit = compile_input(library, input, printer, &empty);
@@ -514,8 +524,8 @@ int command_compile(Library& library, const Arguments& arguments, Diagnostic_pri
     }
     if (!unit)
         return 1;
-    std::vector<std::string> dependencies = from_binary ? std::vector<std::string>{input.name}
-                                                        : run_dependencies(library, input);
+    std::vector<std::string> dependencies = from_binary || from_graph ? std::vector<std::string>{input.name}
+                                                                      : run_dependencies(library, input);
     bool ok = true;
     if (!arguments.save_binary.empty() && !arguments.dependencies_only)
         ok = save_binary(library, unit, arguments.save_binary, printer);
@@ -682,6 +692,9 @@ int main(int argc, char** argv)
         library.session->set_log_sink(nullptr);
         return vornc::command_graph(library.root, arguments);
     }
+    if (arguments.command == "link")
+        return vornc::command_link(library.root, library.compiler, library.session, arguments, printer,
+                                   [&] { library.report_log(printer); });
     if (arguments.command == "reflect")
         return command_reflect(library, arguments, printer);
     if (arguments.command == "options")

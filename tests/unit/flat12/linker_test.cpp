@@ -551,7 +551,7 @@ TEST(Linker, defaults_from_state_and_values_of_structs_arrays_and_texts)
     Graph_node* a = graph.node("Stated", "a");
     int32_t two = 2;
     a->set_value(*a->find_input("uv_set"), &two);
-    float pair[2] = {0.25f, 0.75f};
+    float pair[2] = {0.125f, 0.625f};
     a->set_value(*a->find_input("pair"), pair);
     Graph_node* root = graph.node("Stated", "root");
     root->attach("first", a, "result.r");
@@ -583,7 +583,9 @@ TEST(Linker, defaults_from_state_and_values_of_structs_arrays_and_texts)
     EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"a_plain\""), 1u) << "an unknown state name is no annotation";
     // Values the targets take only as inputs: a struct as a brace list, an array, texts.
     EXPECT_EQ(count_of(text, "INIT_IDENTIFIER \"a_pair\""), 1u);
-    EXPECT_EQ(count_of(text, "FLOAT_CONSTANT \"0.750000\""), 1u) << "a_pair's second member";
+    EXPECT_EQ(count_of(text, "FLOAT_CONSTANT \"0.625000\""), 1u) << "a_pair's second member";
+    // root keeps the class's brace list {0.25, 0.75} as its value.
+    EXPECT_EQ(count_of(text, "FLOAT_CONSTANT \"0.750000\""), 1u) << "root_pair's second member";
     EXPECT_EQ(count_of(text, "STRING_CONSTANT \"checker.png\""), 2u);
     EXPECT_EQ(count_of(text, "STRING_CONSTANT \"hi\""), 2u);
     // A declared input keeps its parameter's annotations as calls.

@@ -18,6 +18,10 @@ std::shared_ptr<GRAPH::Compiled_source> compile_source(const std::string& text, 
         COMPILER::mod_compiler->compile_text("graph_test.ovl", text.c_str(), &errors));
     for (const auto& error : errors)
         ADD_FAILURE() << SYNTAX_TREE::format_error(error, "graph_test.ovl");
+    // The passes' findings stay in the unit; the list above holds what the parser found.
+    if (unit)
+        for (const auto& error : unit->errors())
+            ADD_FAILURE() << SYNTAX_TREE::format_error(error, "graph_test.ovl");
     return std::make_shared<GRAPH::Compiled_source>(unit, file_path);
 }
 

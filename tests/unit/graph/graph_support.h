@@ -10,7 +10,7 @@
 
 namespace graph_test {
 
-// The holder of a unit compiled from text; the test fails when the text has errors.
+// The holder of a unit compiled from text; the test fails when the text or the unit has errors.
 std::shared_ptr<QZ::GRAPH::Compiled_source> compile_source(const std::string& text,
                                                             const std::string& file_path = std::string());
 

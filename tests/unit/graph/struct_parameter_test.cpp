@@ -290,3 +290,41 @@ TEST(Struct_parameter, nested_values_read_from_a_graph_file_and_write_back_the_s
     *static_cast<float*>(again->nodes[0]->find_value("o.pair[1].v", true)) = 7.0f;
     EXPECT_FALSE(graph_nodes_equal(library->nodes[0], again->nodes[0], Class_map()));
 }
+
+// A struct input's brace list is its class parameter's value, member by member; a list shorter
+// than the members leaves the rest zero. (A brace list has one type for all its items, and
+// brace lists do not nest, so only structs of members of one type have one.)
+TEST(Struct_parameter, a_brace_list_gives_the_default_member_by_member)
+{
+    auto source = compile_source(R"(
+struct Frame { Vector3 origin; Vector3 toward; };
+struct Names { String first; String second; };
+struct Trio { Scalar a; Scalar b; Scalar c; };
+shader Braced {
+input:
+    Frame f = {Vector3(1.0, 2.0, 3.0), Vector3(4.0)};
+    Names n = {"one", "two"};
+    Trio short_list = {1.5, -2.5};
+output:
+    Color result;
+    void main() { result = Color(f.origin.x, short_list.a, 0.0, 1.0); }
+};
+)");
+    Velar_node_class node_class(source, "Braced");
+    ASSERT_EQ(node_class.inputs.size(), 3u);
+    const uint8_t* f = static_cast<const uint8_t*>(node_class.inputs[0].value);
+    ASSERT_TRUE(f);
+    EXPECT_EQ(read<float>(f), 1.0f);
+    EXPECT_EQ(read<float>(f + 8), 3.0f);
+    EXPECT_EQ(read<float>(f + 12), 4.0f);
+    EXPECT_EQ(read<float>(f + 20), 4.0f) << "one component fills the vector";
+    const uint8_t* n = static_cast<const uint8_t*>(node_class.inputs[1].value);
+    ASSERT_TRUE(n);
+    EXPECT_STREQ(text_at(n), "one");
+    EXPECT_STREQ(text_at(n + 8), "two");
+    const uint8_t* partial = static_cast<const uint8_t*>(node_class.inputs[2].value);
+    ASSERT_TRUE(partial);
+    EXPECT_EQ(read<float>(partial), 1.5f);
+    EXPECT_EQ(read<float>(partial + 4), -2.5f);
+    EXPECT_EQ(read<float>(partial + 8), 0.0f) << "members past the list stay zero";
+}
