@@ -321,6 +321,12 @@ void Tree_traverser_semantic_pass::declare_function_header(St_node* declaration,
     entry.result_type = result ? resolve_type(result, 1, false) : -1;
     set_type(declaration, entry.result_type);
     const St_node* parameters = declaration->find_child(NODE_FUNCTION_PARAMETER_LIST);
+    // Sized once: the prelude alone declares some 850 of these at every start.
+    size_t parameter_count = 0;
+    for (const St_node* p = parameters ? parameters->first_child : nullptr; p; p = p->next_sibling)
+        parameter_count += p->kind == NODE_FUNCTION_PARAMETER;
+    entry.parameter_types.reserve(parameter_count);
+    entry.by_reference.reserve(parameter_count);
     for (St_node* parameter = parameters ? parameters->first_child : nullptr; parameter;
          parameter = parameter->next_sibling) {
         if (parameter->kind != NODE_FUNCTION_PARAMETER)
