@@ -22,7 +22,8 @@ TEST(Prelude_symbols, the_learnt_overload_sets_are_those_of_a_declaration_sweep)
     auto parsed = QZ::FRONT12::parse_text(
         "Vector4 illumination(Scalar dot_nl,Scalar dot_nh,Scalar exponent);\n"
         "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"
-        "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n",  // repeated: one entry
+        "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"  // repeated: one entry
+        "void mark(out Scalar x);\nvoid mark(Scalar x);\nvoid mark(Int x);\nvoid mark(Scalar x, Scalar y);\n",
         "stdlib.ovl");
     std::unique_ptr<St_node> list = std::move(parsed.tree);
     append_builtin_declarations(list.get());
@@ -66,6 +67,16 @@ TEST(Prelude_symbols, the_learnt_overload_sets_are_those_of_a_declaration_sweep)
     EXPECT_EQ((*split)[0].by_reference, (std::vector<uint8_t>{0, 1, 1}));
     EXPECT_EQ((*split)[0].parameter_types.size(), 3u);
     EXPECT_EQ((*split)[0].parameter_types[0], int32_t(TYPE_VECTOR3));
+    // Overloads apart by a reference mark, a type or a count are all kept, in order.
+    const Overload_set* mark = symbols.find_functions("mark");
+    ASSERT_NE(mark, nullptr);
+    ASSERT_EQ(mark->size(), 4u);
+    EXPECT_EQ((*mark)[0].by_reference, std::vector<uint8_t>{1});
+    EXPECT_EQ((*mark)[1].by_reference, std::vector<uint8_t>{0});
+    EXPECT_EQ((*mark)[2].parameter_types.size(), 1u);
+    EXPECT_NE((*mark)[2].parameter_types, (*mark)[1].parameter_types);
+    EXPECT_EQ((*mark)[3].parameter_types.size(), 2u);
+    EXPECT_EQ((*mark)[1].id + 1, (*mark)[2].id);
     EXPECT_EQ(symbols.find_functions("no_such_function"), nullptr);
 }
 
