@@ -35,8 +35,9 @@ Prelude_symbols::Prelude_symbols(const St_node* list) : list_(list)
         if (type->name())
             index_type(i, Compilation_unit::variant_key(type->name(), type->array_size()));
     }
-    if (const auto* sets = pass.global_scope().own_functions())
-        sets->for_each([this](const std::string& name, const Overload_set& set) { functions_.insert(name) = set; });
+    // The pass ends here: its sets are taken whole rather than copied entry by entry.
+    if (auto* sets = pass.global_scope().own_functions())
+        functions_ = std::move(*sets);
     for (const auto& variable : pass.global_scope().own_variables())
         variables_.emplace_back(std::string(variable.first), variable.second);
     next_function_id_ = pass.next_function_id();

@@ -26,6 +26,22 @@ bool is_expression_kind(int32_t kind)
            kind == NODE_STATE_FUNCTION_REFERENCE;
 }
 
+// Same parameter types and reference marks. A plain loop: the lists are short, and the prelude's
+// sweep compares each new overload with every earlier one of its name.
+bool same_signature(const Overload_entry& a, const Overload_entry& b)
+{
+    const size_t count = a.parameter_types.size();
+    if (count != b.parameter_types.size() || a.by_reference.size() != b.by_reference.size())
+        return false;
+    for (size_t i = 0; i < count; ++i)
+        if (a.parameter_types[i] != b.parameter_types[i])
+            return false;
+    for (size_t i = 0; i < a.by_reference.size(); ++i)
+        if (a.by_reference[i] != b.by_reference[i])
+            return false;
+    return true;
+}
+
 bool is_integer_constant(const St_node& node)
 {
     return node.kind == NODE_INT_CONSTANT || node.kind == NODE_HEX_CONSTANT || node.kind == NODE_OCT_CONSTANT;
@@ -321,6 +337,12 @@ void Tree_traverser_semantic_pass::declare_function_header(St_node* declaration,
     entry.result_type = result ? resolve_type(result, 1, false) : -1;
     set_type(declaration, entry.result_type);
     const St_node* parameters = declaration->find_child(NODE_FUNCTION_PARAMETER_LIST);
+    // Sized once: the prelude alone declares some 850 of these at every start.
+    size_t parameter_count = 0;
+    for (const St_node* p = parameters ? parameters->first_child : nullptr; p; p = p->next_sibling)
+        parameter_count += p->kind == NODE_FUNCTION_PARAMETER;
+    entry.parameter_types.reserve(parameter_count);
+    entry.by_reference.reserve(parameter_count);
     for (St_node* parameter = parameters ? parameters->first_child : nullptr; parameter;
          parameter = parameter->next_sibling) {
         if (parameter->kind != NODE_FUNCTION_PARAMETER)
@@ -343,7 +365,7 @@ void Tree_traverser_semantic_pass::declare_function_header(St_node* declaration,
     for (const Overload_set* part : existing.parts)
         if (part)
             for (const Overload_entry& other : *part)
-                if (other.parameter_types == entry.parameter_types && other.by_reference == entry.by_reference)
+                if (same_signature(other, entry))
                     return;
     entry.id = next_function_id_++;
     scope_->function_set(name).push_back(std::move(entry));

@@ -1,0 +1,83 @@
+// The prelude's symbols are learnt once and shared by every unit: they must be the records that a
+// declaration sweep over the same list gives, entry for entry.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "front12/ovrel_parser.h"
+#include "syntax_tree/builtins.h"
+#include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/prelude_symbols.h"
+#include "syntax_tree/prepass.h"
+#include "syntax_tree/semantic_pass.h"
+#include "syntax_tree/st_node.h"
+
+namespace {
+
+using namespace QZ::SYNTAX_TREE;
+
+TEST(Prelude_symbols, the_learnt_overload_sets_are_those_of_a_declaration_sweep)
+{
+    auto parsed = QZ::FRONT12::parse_text(
+        "Vector4 illumination(Scalar dot_nl,Scalar dot_nh,Scalar exponent);\n"
+        "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"
+        "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"  // repeated: one entry
+        "void mark(out Scalar x);\nvoid mark(Scalar x);\nvoid mark(Int x);\nvoid mark(Scalar x, Scalar y);\n",
+        "stdlib.ovl");
+    std::unique_ptr<St_node> list = std::move(parsed.tree);
+    append_builtin_declarations(list.get());
+    Prelude_symbols symbols(list.get());
+    EXPECT_TRUE(symbols.problems().empty());
+
+    // The same sweep, kept apart, as the reference.
+    Compilation_unit scratch(Prelude_symbols::builtin_only());
+    Tree_traverser_prepass(scratch).run_read_only(list.get());
+    Tree_traverser_semantic_pass pass(scratch);
+    pass.declare_only(list.get());
+    const auto* reference = pass.global_scope().own_functions();
+    ASSERT_NE(reference, nullptr);
+
+    size_t entries = 0;
+    size_t names = 0;
+    reference->for_each([&](const std::string& name, const Overload_set& expected) {
+        ++names;
+        entries += expected.size();
+        const Overload_set* learnt = symbols.find_functions(name);
+        ASSERT_NE(learnt, nullptr) << name;
+        ASSERT_EQ(learnt->size(), expected.size()) << name;
+        for (size_t i = 0; i < expected.size(); ++i) {
+            const Overload_entry& a = (*learnt)[i];
+            const Overload_entry& b = expected[i];
+            EXPECT_EQ(a.id, b.id) << name << " #" << i;
+            EXPECT_EQ(a.result_type, b.result_type) << name << " #" << i;
+            EXPECT_EQ(a.parameter_types, b.parameter_types) << name << " #" << i;
+            EXPECT_EQ(a.by_reference, b.by_reference) << name << " #" << i;
+            EXPECT_EQ(a.declaration, b.declaration) << name << " #" << i;
+        }
+    });
+    EXPECT_GT(names, 50u);  // the built-in functions and operators
+    EXPECT_EQ(symbols.function_entry_count(), entries);
+    EXPECT_EQ(symbols.next_function_id(), pass.next_function_id());
+
+    // The hand-written prototypes, as declared: reference parameters marked, the repeat dropped.
+    const Overload_set* split = symbols.find_functions("split");
+    ASSERT_NE(split, nullptr);
+    ASSERT_EQ(split->size(), 1u);
+    EXPECT_EQ((*split)[0].by_reference, (std::vector<uint8_t>{0, 1, 1}));
+    EXPECT_EQ((*split)[0].parameter_types.size(), 3u);
+    EXPECT_EQ((*split)[0].parameter_types[0], int32_t(TYPE_VECTOR3));
+    // Overloads apart by a reference mark, a type or a count are all kept, in order.
+    const Overload_set* mark = symbols.find_functions("mark");
+    ASSERT_NE(mark, nullptr);
+    ASSERT_EQ(mark->size(), 4u);
+    EXPECT_EQ((*mark)[0].by_reference, std::vector<uint8_t>{1});
+    EXPECT_EQ((*mark)[1].by_reference, std::vector<uint8_t>{0});
+    EXPECT_EQ((*mark)[2].parameter_types.size(), 1u);
+    EXPECT_NE((*mark)[2].parameter_types, (*mark)[1].parameter_types);
+    EXPECT_EQ((*mark)[3].parameter_types.size(), 2u);
+    EXPECT_EQ((*mark)[1].id + 1, (*mark)[2].id);
+    EXPECT_EQ(symbols.find_functions("no_such_function"), nullptr);
+}
+
+}  // namespace
