@@ -16,3 +16,24 @@ token_arguments() {
   eval "set -- ${line#"$token"}"
   printf '%s\n' "$@"
 }
+
+# The input of a case in DIRECTORY: NAME.ovl, or the graph file NAME.xovl whose node the case's
+# options export.
+case_input() {
+  local directory=$1 case_name=$2
+  local name=${case_name%%.*}
+  if [ ! -f "$directory/$name.ovl" ] && [ -f "$directory/$name.xovl" ]; then
+    printf '%s\n' "$name.xovl"
+  else
+    printf '%s\n' "$name.ovl"
+  fi
+}
+
+# The arguments of a whole case name, one a line: the base token's, then each token's in order.
+case_token_arguments() {
+  local case_name=$1 debug=${2:-} token words
+  IFS=. read -r -a words <<<"$case_name"
+  for token in base "${words[@]:1}"; do
+    token_arguments "$token" "$debug" || return 1
+  done
+}

@@ -12,7 +12,9 @@
 # given on the command line that has no expected file yet is made. Review the change with git
 # diff, and check each new expectation by hand before committing.
 #
-# usage: scripts/update_goldens.sh [--target FX|GL|Cg] [--update] [--build BUILD_DIR] [CASE...]
+#   Ovrel tests/data/gen/expected_ovl/examples/NAME[.TOKEN...].ovl (a graph file's export printed
+#       as source; cases only for graph files)
+# usage: scripts/update_goldens.sh [--target FX|GL|Cg|Ovrel] [--update] [--build BUILD_DIR] [CASE...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -22,10 +24,10 @@ build_dir=build
 cases=()
 while [ $# -gt 0 ]; do
   case "$1" in
-    --target) shift; target=${1:?--target needs FX, GL or Cg} ;;
+    --target) shift; target=${1:?--target needs FX, GL, Cg or Ovrel} ;;
     --update) update=1 ;;
     --build) shift; build_dir=${1:?--build needs a directory} ;;
-    -h|--help) sed -n '2,15p' "$0"; exit 0 ;;
+    -h|--help) sed -n '2,17p' "$0"; exit 0 ;;
     -*) echo "unknown option $1" >&2; exit 2 ;;
     *) cases+=("$1") ;;
   esac
@@ -44,7 +46,10 @@ case "$target" in
   # Without complete_program the generated text is program 0, whatever the case's options.
   Cg) expected_dir=$data/expected_cg; programs=("0:cg"); extra=("complete_program=0"); debug=""
       prefix_arguments=() ;;
-  *) echo "unknown target $target (FX, GL or Cg)" >&2; exit 2 ;;
+  # An export printed back as source: kept for graph files only.
+  Ovrel) expected_dir=$data/expected_ovl; programs=("0:ovl"); extra=(); debug=no_debug
+      prefix_arguments=() ;;
+  *) echo "unknown target $target (FX, GL, Cg or Ovrel)" >&2; exit 2 ;;
 esac
 last_ending=${programs[-1]#*:}
 
@@ -79,6 +84,7 @@ if [ ${#cases[@]} -eq 0 ]; then
     prefix=${pair%%:*}
     # The GL inputs are GL's own unless the target keeps goldens of them.
     [ "$prefix" = inputs/ ] && [ "$target" = FX ] && continue
+    [ "$target" = Ovrel ] && continue
     for input in "${pair#*:}"/*.ovl; do
       [ -e "$input" ] || continue
       name=$(basename "$input" .ovl)
@@ -95,7 +101,7 @@ for case_path in "${cases[@]}"; do
   directory=$(pwd)/$data
   [ "$case_path" != "${case_path#examples/}" ] && directory=$examples
   [ "$case_path" != "${case_path#inputs/}" ] && directory=$inputs
-  input="${case_name%%.*}.ovl"
+  input=$(case_input "$directory" "$case_name")
   if [ ! -f "$directory/$input" ]; then
     echo "no input $directory/$input" >&2
     exit 2

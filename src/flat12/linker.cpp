@@ -1,5 +1,6 @@
 #include "flat12/linker.h"
 
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +13,7 @@
 
 #include "front12/ovrel_parser.h"
 #include "graph/annotation.h"
+#include "graph/graph_library.h"
 #include "graph/graph_node.h"
 #include "graph/node_class.h"
 #include "graph/parameter.h"
@@ -44,6 +46,22 @@ constexpr int32_t MAX_COMPOUND_NESTING = 64;
 
 thread_local int32_t compound_nesting = 0;
 
+// The light states that a light's inputs stand for, in the order of its parameters.
+constexpr int32_t STATE_LIGHT_POSITION = 64;
+constexpr int32_t STATE_LIGHT_DIRECTION = 65;
+constexpr int32_t STATE_LIGHT_TYPE = 74;
+constexpr int32_t STATE_LIGHT_SPREAD = 75;
+constexpr int32_t STATE_LIGHT_SPREAD_COS = 76;
+constexpr int32_t STATE_LIGHT_DISTANCE_LIMIT = 77;
+constexpr int32_t LIGHT_STATES[] = {STATE_LIGHT_POSITION, STATE_LIGHT_DIRECTION,  STATE_LIGHT_TYPE,
+                                    STATE_LIGHT_SPREAD,   STATE_LIGHT_SPREAD_COS, STATE_LIGHT_DISTANCE_LIMIT};
+constexpr int32_t FUNCTION_REFLECT_ENVIRONMENT = 18;
+constexpr int32_t FUNCTION_REFRACT_ENVIRONMENT = 19;
+constexpr int32_t FUNCTION_TRACE_ENVIRONMENT = 20;
+// Each unrolled loop copies its body once per light, loops inside included: a limit on how many
+// loops one function may hold keeps a nesting of loops from growing without end.
+constexpr int32_t MAX_LIGHT_LOOP_NESTING = 256;
+
 File_name generated_file()
 {
     static const File_name file = make_file_name(GENERATED_FILE);
@@ -57,6 +75,17 @@ St_node* node(int32_t kind, std::string_view text = {}, std::initializer_list<St
 }
 
 St_node* variable(const std::string& name) { return node(NODE_VARIABLE_ID, name); }
+
+// The number a state reference holds as its text.
+int32_t reference_id(const St_node* reference)
+{
+    int32_t id = -1;
+    if (reference->text && reference->text_size == int32_t(sizeof id))
+        std::memcpy(&id, reference->text, sizeof id);
+    return id;
+}
+
+bool has_errors(const Compilation_unit* unit);
 
 St_node* statement(St_node* expression) { return node(NODE_EXPRESSION_STATEMENT, {}, {expression}); }
 
@@ -199,6 +228,9 @@ public:
         for (St_node* function : c_.functions)
             delete function;
         c_.functions.clear();
+        for (St_node* hook : c_.hook_list)
+            delete hook;
+        c_.hook_list.clear();
     }
 
     // Appends at the remembered end of parent's list: the tree's own add_child walks the list,
@@ -394,7 +426,20 @@ public:
         for (St_node* global : globals_)
             append(list, global);
         globals_.clear();
+        for (St_node* hook : c_.hook_list)
+            append(list, hook);
+        c_.hook_list.clear();
         if (plain_class_) {
+            // Inputs the lights and the environment added join the class's own.
+            if (input_block_->first_child) {
+                St_node* own = find_block(plain_class_, "input");
+                if (!own) {
+                    own = node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, "input");
+                    prepend(plain_class_->find_child(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST), own);
+                }
+                own->add_child(input_block_->first_child);
+                input_block_->first_child = nullptr;
+            }
             append(list, plain_class_);
             plain_class_ = nullptr;
         } else {
@@ -428,7 +473,766 @@ public:
     St_node* class_annotations_ = nullptr;  // the class's own, for a brdf
     Interface_chain chain_;                  // the compounds around the root, innermost on top
 
+    // Lights, environment and volume of an export link, before the root is emitted: each light
+    // class once as a flat function with its parameters recorded, each light's inputs, and the
+    // environment's and volume's flat functions and inputs.
+    void prepare_lights(const Export_settings& settings)
+    {
+        has_light_list_ = settings.has_light_list || !settings.lights.empty();
+        c_.view_space.clear();
+        for (const Light_setup& setup : settings.lights)
+            c_.view_space.push_back(setup.view_space != 0);
+        convert_lights(settings);
+        std::set<std::string> classes;
+        for (size_t index = 0; index < lights_.size(); ++index) {
+            Light_entry& light = lights_[index];
+            if (light.class_name.empty())
+                continue;
+            Converted& first = converted_[light.class_name];
+            if (classes.insert(light.class_name).second) {
+                std::string flat = copy_wrapped(*first.node_class, *first.node);
+                St_node* function = find_function(flat);
+                if (!function) {
+                    light.class_name.clear();
+                    continue;
+                }
+                collect_light_parameters(function, light.class_name, first.prefix);
+            }
+            declare_light_inputs(int32_t(index), settings.lights[index], light);
+        }
+        make_shadow_hooks();
+        if (settings.environment)
+            prepare_environment(settings.environment, true);
+        if (settings.volume)
+            prepare_environment(settings.volume, false);
+    }
+
+    // After the root: light loops unrolled and environment calls replaced in main and in every
+    // function, then the inputs those need handed down to the functions that read them.
+    void finish_lights()
+    {
+        std::vector<St_node*> trees;
+        if (plain_class_)
+            trees.push_back(plain_class_);
+        else
+            trees.push_back(c_.main_body);
+        for (St_node* function : c_.functions)
+            trees.push_back(function);
+        for (St_node* tree : trees) {
+            if (has_light_list_)
+                unroll_lights(tree);
+            if (!environment_class_.empty())
+                rewrite_environment_calls(tree);
+        }
+        thread_inputs();
+    }
+
+    uint8_t resolve_unsized_ = 0;
+
 private:
+    struct Light_entry {
+        std::string class_name;   // empty: the light is skipped
+        int32_t converted = -1;   // the light whose conversion gave the shared function
+        Graph_node* node = nullptr;
+    };
+    struct Converted {
+        Graph_node_class* node_class = nullptr;
+        Graph_node* node = nullptr;
+        std::string prefix;  // "<light node>_": what the light's own inputs start with
+        int32_t index = -1;  // the light it was converted for
+    };
+
+    // Each light's node linked alone, rewritten into a light function and wrapped in a class of
+    // the private library; the first light of each class gives the class that all share.
+    void convert_lights(const Export_settings& settings)
+    {
+        lights_.assign(settings.lights.size(), Light_entry());
+        for (size_t index = 0; index < settings.lights.size(); ++index) {
+            Graph_node* light = settings.library ? settings.library->find_node(settings.lights[index].tag.c_str()) : nullptr;
+            if (!light || !light->node_class())
+                continue;
+            std::string class_name = GRAPH::make_identifier(light->node_class()->name());
+            lights_[index].node = light;
+            if (converted_.count(class_name)) {
+                lights_[index].class_name = class_name;
+                lights_[index].converted = converted_[class_name].index;
+                continue;
+            }
+            const char* light_type = annotation_text(light->annotations, "light_type");
+            if (!light_type)
+                light_type = annotation_text(light->node_class()->annotations, "light_type");
+            std::unique_ptr<Compilation_unit> linked(link_graph(light, nullptr, c_.context_unit, false));
+            if (has_errors(linked.get()) || !linked->tree())
+                continue;
+            St_node* tree = linked->tree()->clone();
+            if (!rewrite_light_shader(tree, class_name, int32_t(index), light->find_output("light_shadow") != nullptr,
+                                      light_type)) {
+                delete tree;
+                continue;
+            }
+            Graph_node_class* wrapped = wrap(tree, class_name);
+            if (!wrapped)
+                continue;
+            Converted& entry = converted_[class_name];
+            entry.node_class = wrapped;
+            entry.node = wrapped->create_node(light->name.c_str());
+            entry.prefix = c_.safe(light->name) + "_";
+            entry.index = int32_t(index);
+            private_.add_node(entry.node);
+            lights_[index].class_name = class_name;
+            lights_[index].converted = int32_t(index);
+        }
+    }
+
+    static const char* annotation_text(const GRAPH::Annotation_list& annotations, const char* name)
+    {
+        int32_t found = GRAPH::find_annotation(annotations, name);
+        if (found < 0)
+            return nullptr;
+        const GRAPH::Annotation& annotation = annotations[size_t(found)];
+        const SYNTAX_TREE::Type* first = annotation.first_member();
+        if (!first || first->code() != TYPE_STRING || !annotation.value)
+            return nullptr;
+        return read<const char*>(annotation.value, 0);
+    }
+
+    // A tree made into a unit through the passes and wrapped in a class of the private library;
+    // null when the unit has errors.
+    Graph_node_class* wrap(St_node* tree, const std::string& class_name)
+    {
+        auto unit = std::make_shared<Compilation_unit>(TRANS12::mod_trans12->prelude_symbols());
+        unit->set_name(class_name);
+        unit->set_source_file_name(GENERATED_FILE);
+        unit->set_tree(tree);
+        TRANS12::mod_trans12->analyse(*unit);
+        if (!unit->errors().empty() || !unit->find_shader(class_name))
+            return nullptr;
+        auto* wrapped = new GRAPH::Velar_node_class(std::make_shared<GRAPH::Compiled_source>(unit, std::string()),
+                                                    class_name.c_str());
+        private_.add_velar_class(wrapped);
+        return wrapped;
+    }
+
+    static St_node* find_block(St_node* class_declaration, const char* label)
+    {
+        St_node* blocks = class_declaration->find_child(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST);
+        for (St_node* block = blocks ? blocks->first_child : nullptr; block; block = block->next_sibling)
+            if (block->kind == NODE_CLASS_MEMBER_DECLARATION_BLOCK && block->text_view() == label)
+                return block;
+        return nullptr;
+    }
+
+    // Inserts child first in parent's list.
+    static void prepend(St_node* parent, St_node* child)
+    {
+        child->next_sibling = parent->first_child;
+        parent->first_child = child;
+    }
+
+    // The light's linked unit as a light function: the light states it needs as inputs
+    // "__<state>", a prologue that fills "__light" and the light states of the body from them,
+    // the body, and the contribution. The result and shadow outputs become locals of main.
+    bool rewrite_light_shader(St_node* tree, const std::string& class_name, int32_t index, bool has_shadow,
+                              const char* light_type)
+    {
+        St_node* class_declaration = nullptr;
+        for (St_node* top = tree->first_child; top; top = top->next_sibling)
+            if (top->kind == NODE_CLASS_DECLARATION && top->text_view() == "shader" &&
+                declared_name(top) == class_name)
+                class_declaration = top;
+        St_node* blocks = class_declaration ? class_declaration->find_child(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST)
+                                            : nullptr;
+        St_node* member = class_declaration ? find_block(class_declaration, "member") : nullptr;
+        St_node* body = nullptr;
+        for (St_node* each = member ? member->first_child : nullptr; each; each = each->next_sibling)
+            if (each->kind == NODE_FUNCTION_DEFINITION && function_name(each) == "main")
+                body = each->find_child(NODE_STATEMENT_BLOCK);
+        if (!body)
+            return false;
+        std::set<int32_t> used;
+        for_each_node(tree, [&](St_node* each) {
+            if (each->kind == NODE_STATE_VARIABLE_REFERENCE)
+                used.insert(reference_id(each));
+        });
+        std::string type = light_type ? light_type : "";
+        bool fixed = light_type != nullptr;
+        bool direction_only = type == "infinite" || type == "planar" || type == "spot";
+        St_node* input = find_block(class_declaration, "input");
+        if (!input) {
+            input = node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, "input");
+            prepend(blocks, input);
+        }
+        std::vector<int32_t> kept;
+        for (int32_t id : LIGHT_STATES) {
+            if ((id == STATE_LIGHT_TYPE && fixed) ||
+                (id == STATE_LIGHT_DIRECTION && fixed && !direction_only && !used.count(id)) ||
+                (id >= STATE_LIGHT_SPREAD && !used.count(id)))
+                continue;
+            kept.push_back(id);
+            input->add_child(declaration(state_type_name(id), std::string("__") + state_name(id), nullptr));
+        }
+        // The outputs become locals: the body writes them, the contribution reads them.
+        St_node* output = find_block(class_declaration, "output");
+        if (!output) {
+            output = node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, "output");
+            blocks->add_child(output);
+        }
+        std::vector<St_node*> locals;
+        std::string result;
+        while (St_node* each = output->first_child) {
+            unlink_child(output, each);
+            std::string name = declared_name(each);
+            if (result.empty() && name == "result")
+                result = name;
+            locals.push_back(each);
+        }
+        output->add_child(declaration("Light_iterator", "__light", nullptr));
+        std::string to_light = "__light.direction = __light_position - position;";
+        std::string from_direction = "__light.direction = -__light_direction;";
+        std::string text;
+        if (!fixed)
+            text += "if ((__light_type == \"light_infinite\") || (__light_type == \"light_planar\")) " + from_direction +
+                    " else " + to_light;
+        else if (type == "infinite" || type == "planar")
+            text += from_direction;
+        else
+            text += to_light;
+        text += "__light.distance = length(__light.direction);"
+                "__light.direction /= __light.distance;"
+                "__light.dot_nl = dot(__light.direction, normal);"
+                "__light.point = __light_position;";
+        text += has_shadow ? "__light.shadow = light_shadow;" : "__light.shadow = 1.0;";
+        text += "__light.count = " + std::to_string(index) + ";";
+        // The body and the functions it calls read the light states from the state.
+        for (int32_t id : kept)
+            text += std::string(state_name(id)) + " = __" + state_name(id) + ";";
+        text += "light_dot_nl = __light.dot_nl; light_distance = __light.distance;"
+                "light_to_surface = -__light.direction;";
+        std::vector<St_node*> prologue = parse_statements(text);
+        std::string value = result.empty() ? "Color(0.0, 0.0, 0.0, 1.0)" : result;
+        std::vector<St_node*> contribution = parse_statements(
+            "__light.raw_contribution = " + value + ";" +
+            (has_shadow ? "__light.contribution = " + value + " * light_shadow;" : "__light.contribution = " + value + ";"));
+        if (prologue.empty() || contribution.empty())
+            return false;
+        std::vector<St_node*> old;
+        while (St_node* each = body->first_child) {
+            unlink_child(body, each);
+            old.push_back(each);
+        }
+        for (std::vector<St_node*>* part : {&locals, &prologue, &old, &contribution})
+            for (St_node* each : *part)
+                body->add_child(each);
+        return true;
+    }
+
+    // Statements parsed from text as the body of a function, marked as generated.
+    static std::vector<St_node*> parse_statements(const std::string& text)
+    {
+        FRONT12::Parse_result parsed = FRONT12::parse_text("void __generated_body() {" + text + "}", GENERATED_FILE);
+        if (parsed.tree)
+            mark_generated(parsed.tree.get());
+        std::vector<St_node*> statements;
+        St_node* function = parsed.tree && parsed.errors.empty() ? parsed.tree->first_child : nullptr;
+        St_node* body = function ? function->find_child(NODE_STATEMENT_BLOCK) : nullptr;
+        if (!body)
+            return statements;
+        while (St_node* each = body->first_child) {
+            unlink_child(body, each);
+            statements.push_back(each);
+        }
+        return statements;
+    }
+
+    // A top-level declaration parsed from text, marked as generated; null when it does not parse.
+    static St_node* parse_declaration(const std::string& text)
+    {
+        FRONT12::Parse_result parsed = FRONT12::parse_text(text, GENERATED_FILE);
+        if (parsed.tree)
+            mark_generated(parsed.tree.get());
+        St_node* first = parsed.tree && parsed.errors.empty() ? parsed.tree->first_child : nullptr;
+        if (first)
+            unlink_child(parsed.tree.get(), first);
+        return first;
+    }
+
+    // In a function outside the class the passes leave names alone: the state's names and state
+    // functions are made references here. "state" stays the parameter.
+    static void to_state_references(St_node* tree)
+    {
+        for_each_node(tree, [](St_node* each) {
+            if (each->kind != NODE_VARIABLE_ID && each->kind != NODE_FUNCTION_CALL_EXPRESSION)
+                return;
+            std::string name(each->text_view());
+            if (name == "state")
+                return;
+            int32_t id = each->kind == NODE_VARIABLE_ID ? mod_syntax_tree->state_variable_index(name.c_str())
+                                                        : mod_syntax_tree->state_function_index(name.c_str());
+            if (id < 0)
+                return;
+            each->kind = each->kind == NODE_VARIABLE_ID ? NODE_STATE_VARIABLE_REFERENCE : NODE_STATE_FUNCTION_REFERENCE;
+            each->set_binary_text(&id, sizeof id);
+        });
+    }
+
+    static const char* state_name(int32_t id) { return mod_syntax_tree->state_variable_name(id); }
+
+    static const char* state_type_name(int32_t id)
+    {
+        const SYNTAX_TREE::Type* type = mod_syntax_tree->state_variable_type(id);
+        const char* word = type ? language_word(type->code()) : nullptr;
+        return word ? word : "Scalar";
+    }
+
+    // The class's main copied as its flat function (once per class), with its globals; the
+    // flat name.
+    std::string copy_wrapped(Graph_node_class& node_class, Graph_node& graph_node)
+    {
+        Compilation_unit* unit = node_class.compilation_unit();
+        std::string shader_name = GRAPH::make_identifier(node_class.name());
+        Shader_declaration* shader = unit ? unit->find_shader(shader_name) : nullptr;
+        if (!shader || !shader->main_method || !well_formed(shader->main_method))
+            return std::string();
+        std::string flat = shader_name + "_main";
+        add_class_declarations(*unit);
+        std::map<std::string, std::string> globals = add_class_globals(*unit, shader_name);
+        if (c_.function_names.insert(flat).second)
+            copy_methods(node_class, graph_node, *shader, flat, globals);
+        wrapped_functions_.insert(flat);
+        return flat;
+    }
+
+    St_node* find_function(const std::string& name) const
+    {
+        for (St_node* function : c_.functions)
+            if (function->kind == NODE_FUNCTION_DEFINITION && function_name(function) == name)
+                return function;
+        return nullptr;
+    }
+
+    // The parameters of a light's flat function before "state": a light state by its "__" name,
+    // an ordinary input otherwise, named after the light's own input without the light node's
+    // name before it.
+    void collect_light_parameters(St_node* function, const std::string& class_name, const std::string& prefix)
+    {
+        std::vector<Light_parameter_record>& records = c_.light_tables[class_name];
+        records.clear();
+        St_node* parameters = function->find_child(NODE_FUNCTION_DECLARATION)->find_child(NODE_FUNCTION_PARAMETER_LIST);
+        for (St_node* parameter = parameters ? parameters->first_child : nullptr; parameter;
+             parameter = parameter->next_sibling) {
+            std::string name(parameter->text_view());
+            if (name == "state")
+                break;
+            const St_node* type = parameter->find_child(NODE_SIMPLE_TYPE_SPECIFIER);
+            if (!type || !type->has_text())
+                continue;
+            Light_parameter_record record;
+            record.parameter_name = name;
+            record.variable_name = name;
+            for (int32_t id : LIGHT_STATES)
+                if (name == std::string("__") + state_name(id))
+                    record.state_id = uint32_t(id);
+            if (record.state_id != 0xffffffffu)
+                record.variable_name = name.substr(8);  // without "__light_"
+            else if (name.compare(0, prefix.size(), prefix) == 0 && name.size() > prefix.size())
+                record.variable_name = name.substr(prefix.size());
+            light_parameter_types_[class_name + "." + name] = {std::string(type->text_view()), 1};
+            records.push_back(record);
+        }
+    }
+
+    // "__light<index>_<name>" for each record of the light's class, with the light's value or
+    // its setup as the default and annotations a host can show.
+    void declare_light_inputs(int32_t index, const Light_setup& setup, const Light_entry& light)
+    {
+        const std::vector<Light_parameter_record>& records = c_.light_tables[light.class_name];
+        const Converted& shared = converted_[light.class_name];
+        std::string object = light.node ? light.node->name : std::string();
+        for (const Light_parameter_record& record : records) {
+            std::string name = c_.safe("__light" + std::to_string(index) + "_" + record.variable_name);
+            if (declared_inputs_.count(name))
+                continue;
+            St_node* declared = nullptr;
+            St_node* annotations = nullptr;
+            if (record.state_id != 0xffffffffu) {
+                const Declared& type = light_parameter_types_[light.class_name + "." + record.parameter_name];
+                declared = declaration(type.type_name.c_str(), name, setup_value(int32_t(record.state_id), setup));
+                declared_inputs_[name] = type;
+                annotations = annotate_light_input(int32_t(record.state_id), index, object,
+                                                index < int32_t(c_.view_space.size()) ? c_.view_space[size_t(index)] : true);
+            } else {
+                // The light's own value; the shared class's default when this light lacks the input.
+                const Parameter* parameter = light.node ? find_in(light.node->inputs, record.variable_name.c_str()) : nullptr;
+                if (!parameter)
+                    parameter = find_in(shared.node->inputs, record.parameter_name.c_str());
+                if (!parameter)
+                    continue;
+                declared = declare(*parameter, name);
+                declared_inputs_[name] = {parameter->type_name_text(), parameter->array_size()};
+                annotations = annotation_block(parameter->annotations);
+                if (!annotations)
+                    annotations = node(NODE_ANNOTATION_BLOCK);
+                std::string shown = record.variable_name;
+                if (!shown.empty())
+                    shown[0] = char(std::toupper(uint8_t(shown[0])));
+                annotations->add_child(annotation_call("display_name", "Light" + std::to_string(index) + " " + shown));
+            }
+            declared->find_child(NODE_INIT_IDENTIFIER_LIST)->first_child->add_child(annotations);
+            append(input_block_, declared);
+            threaded_names_.push_back(name);
+        }
+    }
+
+    St_node* setup_value(int32_t state_id, const Light_setup& setup) const
+    {
+        switch (state_id) {
+        case STATE_LIGHT_POSITION:
+            return component_constructor<float>("Vector3", setup.position, 3);
+        case STATE_LIGHT_DIRECTION:
+            return component_constructor<float>("Vector3", setup.direction, 3);
+        case STATE_LIGHT_TYPE: {
+            static const char* const words[] = {"light_point", "light_spot", "light_infinite", "light_planar"};
+            St_node* word = node(NODE_STRING_CONSTANT);
+            word->set_text(setup.type >= 0 && setup.type < 4 ? words[setup.type] : "light_point");
+            return word;
+        }
+        case STATE_LIGHT_SPREAD:
+            return float_constant(setup.spread);
+        case STATE_LIGHT_SPREAD_COS:
+            return float_constant(std::cos(setup.spread));
+        default:
+            return float_constant(setup.distance_limit);
+        }
+    }
+
+    static St_node* annotation_call(const char* name, const std::string& text)
+    {
+        static const File_name annotation_file = make_file_name("__generated__");
+        St_node* value = node(NODE_STRING_CONSTANT);
+        value->set_text(text);
+        St_node* call = node(NODE_FUNCTION_CALL_EXPRESSION, name, {node(NODE_FUNCTION_CALL_PARAMETERS, {}, {value})});
+        for (St_node* each : {call, call->first_child, value})
+            each->file = annotation_file;
+        return call;
+    }
+
+    // The annotations of a light state input: what it is, whose, in which space, and its name.
+    static St_node* annotate_light_input(int32_t state_id, int32_t index, const std::string& object_name, bool view)
+    {
+        St_node* block = node(NODE_ANNOTATION_BLOCK);
+        std::string object = object_name.empty() ? "Light" + std::to_string(index) : object_name;
+        object[0] = char(std::toupper(uint8_t(object[0])));
+        if (state_id == STATE_LIGHT_POSITION || state_id == STATE_LIGHT_DIRECTION) {
+            block->add_child(annotation_call("semantic", state_id == STATE_LIGHT_POSITION ? "Position" : "Direction"));
+            block->add_child(annotation_call("Object", object));
+            block->add_child(annotation_call("Space", view ? "View" : "World"));
+        }
+        std::string state = std::string(state_name(state_id)).substr(6);  // without "light_"
+        state[0] = char(std::toupper(uint8_t(state[0])));
+        block->add_child(annotation_call("display_name", object + " " + state));
+        return block;
+    }
+
+    // With a shadow function named: one native hook per light, "Scalar <prefix><index>(Vector4)".
+    void make_shadow_hooks()
+    {
+        if (!c_.has_prefix)
+            return;
+        for (size_t index = 0; index < lights_.size(); ++index)
+            if (!lights_[index].class_name.empty())
+                if (St_node* hook = parse_declaration("native Scalar " + c_.prefix + std::to_string(index) +
+                                                      "(Vector4 world_pos);"))
+                    c_.hook_list.push_back(hook);
+    }
+
+    // The environment (or volume) linked alone, wrapped, its main copied and its inputs added to
+    // the shader's; for the environment the three lookup functions that call it.
+    void prepare_environment(Graph_node* environment, bool lookups)
+    {
+        if (!environment->node_class())
+            return;
+        std::string class_name = GRAPH::make_identifier(environment->node_class()->name());
+        std::unique_ptr<Compilation_unit> linked(link_graph(environment, nullptr, c_.context_unit, false));
+        if (has_errors(linked.get()) || !linked->tree())
+            return;
+        Graph_node_class* wrapped = wrap(linked->tree()->clone(), class_name);
+        if (!wrapped)
+            return;
+        Graph_node* made = wrapped->create_node(environment->name.c_str());
+        private_.add_node(made);
+        std::string flat = copy_wrapped(*wrapped, *made);
+        if (flat.empty())
+            return;
+        std::string arguments;
+        for (const Parameter& input : made->inputs) {
+            if (!declared_inputs_.count(input.name())) {
+                declare_input(input, nullptr);
+                threaded_names_.push_back(input.name());
+            }
+            arguments += std::string(input.name()) + ", ";
+        }
+        if (!lookups)
+            return;
+        for (int32_t mode = 0; mode < 3; ++mode)
+            make_environment_function(flat, *made, arguments, mode);
+        environment_class_ = class_name;
+    }
+
+    // One lookup of the environment: mode 0 reflects, 1 refracts, 2 traces a given ray. It sets
+    // the state's direction (and for a ray its position), then calls the environment's flat
+    // function, given its inputs by name: a free function, placed after the one it calls.
+    void make_environment_function(const std::string& flat, const Graph_node& environment, std::string arguments,
+                                   int32_t mode)
+    {
+        static const char* const heads[][2] = {
+            {"__reflect_environment(State state)", "direction = reflect(position, normal);"},
+            {"__refract_environment(State state)", "direction = refract(position, normal, refracted_ior / incident_ior);"},
+            {"__trace_environment(State state, Ray ray)", "position = ray.origin; direction = ray.direction;"},
+        };
+        arguments += "state";
+        std::string locals;
+        for (size_t i = 0; i < environment.outputs.size(); ++i) {
+            const Parameter& output = environment.outputs[i];
+            std::string local = i == 0 ? std::string("result") : "__environment_" + std::string(output.name());
+            locals += std::string(output.type_name_text()) + " " + local + "; ";
+            arguments += ", " + local;
+        }
+        St_node* function = parse_declaration(std::string("Color ") + heads[mode][0] + " { " + heads[mode][1] + " " +
+                                              locals + flat + "(" + arguments + "); return result; }");
+        if (!function)
+            return;
+        to_state_references(function);
+        c_.function_names.insert(function_name(function));
+        c_.functions.push_back(function);
+    }
+
+    static bool is_light_loop(const St_node* loop, const std::set<std::string>& iterators)
+    {
+        const St_node* iterator = loop->first_child;
+        return iterator && iterator->kind == NODE_VARIABLE_ID &&
+               (iterator->text_view() == "light" || iterators.count(std::string(iterator->text_view())));
+    }
+
+    // Every light loop in tree replaced by a block of the loop's body once per light; a loop is
+    // dropped when no light was found. Loops inside a copied body are met on the next walk.
+    void unroll_lights(St_node* tree)
+    {
+        std::set<std::string> iterators;
+        for_each_node(tree, [&](St_node* each) {
+            const St_node* type = each->kind == NODE_VARIABLE_DECLARATION ? each->find_child(NODE_VARIABLE_SPECIFIERS)
+                                  : each->kind == NODE_FUNCTION_PARAMETER ? each
+                                                                          : nullptr;
+            type = type ? type->find_child(NODE_SIMPLE_TYPE_SPECIFIER) : nullptr;
+            if (!type || type->text_view() != "Light_iterator")
+                return;
+            if (each->kind == NODE_FUNCTION_PARAMETER)
+                iterators.insert(std::string(each->text_view()));
+            else if (const St_node* list = each->find_child(NODE_INIT_IDENTIFIER_LIST))
+                for (const St_node* name = list->first_child; name; name = name->next_sibling)
+                    iterators.insert(std::string(name->text_view()));
+        });
+        for (int32_t round = 0; round < MAX_LIGHT_LOOP_NESTING; ++round) {
+            St_node* parent = nullptr;
+            St_node* loop = nullptr;
+            for_each_parent(tree, [&](St_node* owner, St_node* each) {
+                if (!loop && each->kind == NODE_FOREACH_STATEMENT && is_light_loop(each, iterators)) {
+                    parent = owner;
+                    loop = each;
+                }
+            });
+            if (!loop)
+                return;
+            St_node* block = node(NODE_STATEMENT_BLOCK);
+            if (c_.has_prefix)
+                block->add_child(world_position());
+            bool expanded = false;
+            for (size_t index = 0; index < lights_.size(); ++index)
+                expanded = expand_light(block, *loop, int32_t(index)) || expanded;
+            if (expanded) {
+                parent->replace_child(loop, block);
+            } else {
+                // A loop that is a statement of a block goes; one that is the body of another
+                // statement leaves an empty block in its place.
+                delete block;
+                if (parent->kind == NODE_STATEMENT_BLOCK)
+                    unlink_child(parent, loop);
+                else
+                    parent->replace_child(loop, node(NODE_STATEMENT_BLOCK));
+            }
+            delete loop;
+        }
+    }
+
+    // Vector3 __world_pos = transform_point("internal", "world", position);
+    St_node* world_position() const
+    {
+        std::vector<St_node*> parsed =
+            parse_statements("Vector3 " + c_.world_pos_name + " = transform_point(\"internal\", \"world\", position);");
+        if (parsed.empty())
+            return node(NODE_NO_OP);
+        to_state_references(parsed[0]);
+        return parsed[0];
+    }
+
+    // One light's turn of a loop: its function fills the iterator, the shadow hook (if any)
+    // gives its shadow, then a copy of the loop's body.
+    bool expand_light(St_node* block, const St_node& loop, int32_t index)
+    {
+        const Light_entry& light = lights_[size_t(index)];
+        if (light.class_name.empty())
+            return false;
+        const St_node* iterator = loop.first_child;
+        const St_node* body = iterator->next_sibling;
+        St_node* arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
+        for (const Light_parameter_record& record : c_.light_tables[light.class_name])
+            arguments->add_child(variable(c_.safe("__light" + std::to_string(index) + "_" + record.variable_name)));
+        arguments->add_child(variable("state"));
+        arguments->add_child(iterator->clone());
+        block->add_child(statement(node(NODE_FUNCTION_CALL_EXPRESSION, light.class_name + "_main", {arguments})));
+        auto member = [&](const char* name) {
+            return node(NODE_CLASS_MEMBER_REF_EXPRESSION, {}, {iterator->clone(), node(NODE_MEMBER_VARIABLE_ID, name)});
+        };
+        // Lights of one class share the function that the first of them filled in.
+        if (light.converted != index)
+            block->add_child(assignment(member("count"), node(NODE_INT_CONSTANT, std::to_string(index))));
+        if (c_.has_prefix) {
+            St_node* position = node(NODE_CONSTRUCTOR_CALL_EXPRESSION, {},
+                                     {node(NODE_SIMPLE_TYPE_SPECIFIER, "Vector4"),
+                                      node(NODE_FUNCTION_CALL_PARAMETERS, {},
+                                           {variable(c_.world_pos_name), float_constant(1.0f)})});
+            block->add_child(assignment(member("shadow"),
+                                        node(NODE_FUNCTION_CALL_EXPRESSION, c_.prefix + std::to_string(index),
+                                             {node(NODE_FUNCTION_CALL_PARAMETERS, {}, {position})})));
+            block->add_child(assignment(member("contribution"),
+                                        node(NODE_MULTIPLICATIVE_EXPRESSION, "*", {member("raw_contribution"), member("shadow")})));
+        }
+        if (body) {
+            St_node* copy = body->clone();
+            block->add_child(copy->kind == NODE_STATEMENT_BLOCK ? copy : node(NODE_STATEMENT_BLOCK, {}, {copy}));
+        }
+        return true;
+    }
+
+    // reflect_environment() and refract_environment() as calls of the generated lookups;
+    // trace_environment(ray) likewise, and without a ray it is left alone.
+    void rewrite_environment_calls(St_node* tree)
+    {
+        std::vector<std::pair<St_node*, St_node*>> found;
+        for_each_parent(tree, [&](St_node* owner, St_node* each) {
+            int32_t id = -1;
+            if (each->kind == NODE_STATE_FUNCTION_REFERENCE)
+                id = reference_id(each);
+            if (id >= FUNCTION_REFLECT_ENVIRONMENT && id <= FUNCTION_TRACE_ENVIRONMENT)
+                found.push_back({owner, each});
+        });
+        for (auto [owner, reference] : found) {
+            int32_t id = reference_id(reference);
+            St_node* given = reference->find_child(NODE_FUNCTION_CALL_PARAMETERS);
+            St_node* first = given ? given->first_child : nullptr;
+            if (id == FUNCTION_TRACE_ENVIRONMENT && !first)
+                continue;
+            St_node* arguments = node(NODE_FUNCTION_CALL_PARAMETERS, {}, {variable("state")});
+            if (id == FUNCTION_TRACE_ENVIRONMENT)
+                arguments->add_child(first->clone());
+            const char* name = id == FUNCTION_REFLECT_ENVIRONMENT   ? "__reflect_environment"
+                               : id == FUNCTION_REFRACT_ENVIRONMENT ? "__refract_environment"
+                                                                    : "__trace_environment";
+            owner->replace_child(reference, node(NODE_FUNCTION_CALL_EXPRESSION, name, {arguments}));
+            delete reference;
+        }
+    }
+
+    // The inputs that the lights and the environment added are seen by main; a function outside
+    // the class that reads one, or calls a function that does, takes it as a further parameter,
+    // and every call of it passes it on by name.
+    void thread_inputs()
+    {
+        if (threaded_names_.empty())
+            return;
+        std::map<std::string, size_t> order;
+        for (const std::string& name : threaded_names_)
+            order.emplace(name, order.size());
+        std::map<std::string, St_node*> functions;
+        for (St_node* function : c_.functions)
+            if (function->kind == NODE_FUNCTION_DEFINITION)
+                functions[function_name(function)] = function;
+        std::map<std::string, std::set<size_t>> needs;
+        std::map<std::string, std::set<std::string>> callees;
+        for (auto& [name, function] : functions) {
+            std::set<std::string> own;
+            St_node* parameters =
+                function->find_child(NODE_FUNCTION_DECLARATION)->find_child(NODE_FUNCTION_PARAMETER_LIST);
+            for (St_node* each = parameters ? parameters->first_child : nullptr; each; each = each->next_sibling)
+                own.insert(std::string(each->text_view()));
+            std::string caller = name;
+            for_each_node(function, [&](St_node* each) {
+                if (each->kind == NODE_VARIABLE_ID) {
+                    auto found = order.find(std::string(each->text_view()));
+                    if (found != order.end() && !own.count(found->first))
+                        needs[caller].insert(found->second);
+                } else if (each->kind == NODE_FUNCTION_CALL_EXPRESSION && functions.count(std::string(each->text_view()))) {
+                    callees[caller].insert(std::string(each->text_view()));
+                }
+            });
+        }
+        for (bool changed = true; changed;) {
+            changed = false;
+            for (auto& [caller, called] : callees)
+                for (const std::string& callee : called)
+                    for (size_t need : needs[callee])
+                        changed = needs[caller].insert(need).second || changed;
+        }
+        for (auto& [name, function] : functions) {
+            const std::set<size_t>& wanted = needs[name];
+            St_node* parameters =
+                function->find_child(NODE_FUNCTION_DECLARATION)->find_child(NODE_FUNCTION_PARAMETER_LIST);
+            for (size_t need : wanted) {
+                const std::string& input = threaded_names_[need];
+                const Declared& type = declared_inputs_[input];
+                St_node* parameter = node(NODE_FUNCTION_PARAMETER, input, {node(NODE_SIMPLE_TYPE_SPECIFIER, type.type_name)});
+                if (type.array_size != 1) {
+                    St_node* size = node(NODE_ARRAY_SPECIFIER);
+                    if (type.array_size != 0)
+                        size->add_child(node(NODE_INT_CONSTANT, std::to_string(type.array_size)));
+                    parameter->add_child(size);
+                }
+                parameters->add_child(parameter);
+            }
+        }
+        std::vector<St_node*> trees{plain_class_ ? plain_class_ : c_.main_body};
+        for (St_node* function : c_.functions)
+            trees.push_back(function);
+        for (St_node* tree : trees)
+            for_each_node(tree, [&](St_node* each) {
+                if (each->kind != NODE_FUNCTION_CALL_EXPRESSION)
+                    return;
+                auto found = needs.find(std::string(each->text_view()));
+                if (found == needs.end() || found->second.empty() || !functions.count(found->first))
+                    return;
+                St_node* arguments = each->find_child(NODE_FUNCTION_CALL_PARAMETERS);
+                if (!arguments) {
+                    arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
+                    each->add_child(arguments);
+                }
+                for (size_t need : found->second)
+                    arguments->add_child(variable(threaded_names_[need]));
+            });
+    }
+
+    // Like for_each_node, with each node's parent (null for the root).
+    template <typename Visit>
+    static void for_each_parent(St_node* tree, Visit visit)
+    {
+        std::vector<std::pair<St_node*, St_node*>> work{{nullptr, tree}};
+        while (!work.empty()) {
+            auto [owner, each] = work.back();
+            work.pop_back();
+            visit(owner, each);
+            for (St_node* child = each->first_child; child; child = child->next_sibling)
+                work.push_back({each, child});
+        }
+    }
+
     bool cycle(const Graph_node* node)
     {
         LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1,
@@ -488,6 +1292,10 @@ private:
             return false;
         bool is_root = graph_node == c_.root_node;
         std::string flat = shader_name + "_main" + (is_root && c_.debug ? "_debug" : "");
+        // A light, environment or volume function has the name already when the graph holds a
+        // node of that class too: the graph's copy takes another.
+        while (wrapped_functions_.count(flat))
+            flat += "_";
         add_class_declarations(*unit);
         std::map<std::string, std::string> globals = add_class_globals(*unit, shader_name);
         if (!well_formed(shader->main_method))
@@ -885,6 +1693,8 @@ private:
             St_node* each = work.back();
             work.pop_back();
             each->file = generated_file();
+            each->line = -1;
+            each->column = -1;
             for (St_node* child = each->first_child; child; child = child->next_sibling)
                 work.push_back(child);
         }
@@ -1053,7 +1863,11 @@ private:
     St_node* declare(const Parameter& parameter, const std::string& name) const
     {
         St_node* initialiser = parameter.value ? constant_expression(parameter, parameter.value) : nullptr;
-        return declaration(parameter.type_name_text(), name, initialiser, parameter.array_size());
+        uint32_t size = parameter.array_size();
+        // An unsized array may be given the size of its value, for targets that need one.
+        if (size == 0 && resolve_unsized_ && parameter.value && read<uint32_t>(parameter.value, 0) > 0)
+            size = read<uint32_t>(parameter.value, 0);
+        return declaration(parameter.type_name_text(), name, initialiser, size);
     }
 
     void declare_input(const Parameter& parameter, const char* prefix)
@@ -1124,10 +1938,20 @@ private:
     std::set<std::string> global_names_;
     int32_t current_top_ = -1;  // the chain entry whose interface the node being emitted reads
     int32_t temporaries_ = 0;
+    GRAPH::Graph_library private_;  // the converted lights, environment and volume
+    std::map<std::string, Converted> converted_;
+    std::vector<Light_entry> lights_;
+    std::map<std::string, Declared> light_parameter_types_;  // by "<class>.<parameter>"
+    std::vector<std::string> threaded_names_;
+    std::set<std::string> wrapped_functions_;  // the flat functions of lights, environment and volume
+    std::string environment_class_;
+    bool has_light_list_ = false;
 };
 
-bool has_errors(const Compilation_unit* unit) { return !unit || !unit->errors().empty(); }
+}  // namespace
 
+namespace {
+bool has_errors(const Compilation_unit* unit) { return !unit || !unit->errors().empty(); }
 }  // namespace
 
 Link_context::Link_context()
@@ -1318,16 +2142,37 @@ Compilation_unit* link_node_class(GRAPH::Compage_node_class* node_class, Compila
     return linker.finish();
 }
 
+namespace {
+
+void start_export(Link_context& context, Linker& linker, const Export_settings& settings)
+{
+    if (settings.external_shadow_function && *settings.external_shadow_function) {
+        context.has_prefix = 1;
+        context.prefix = settings.external_shadow_function;
+    }
+    linker.resolve_unsized_ = (settings.flags & EXPORT_RESOLVE_UNSIZED_ARRAYS) ? 1 : 0;
+}
+
+}  // namespace
+
 Compilation_unit* link_for_export(Graph_node* root, const Export_settings& settings, Compilation_unit* context_unit)
 {
-    // Lights, environment and volume are rewritten into the unit by their own step; with none
-    // given the unit is the plain link.
-    if (!settings.lights.empty() || settings.environment || settings.volume) {
-        LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1,
-                            "linking with lights, environment or volume is not supported yet");
+    if (!root || !root->node_class())
         return nullptr;
-    }
-    return link_graph(root, nullptr, context_unit, false);
+    Link_context context;
+    context.root_node = root;
+    context.context_unit = context_unit;
+    Linker linker(context);
+    start_export(context, linker, settings);
+    linker.skeleton(root->node_class()->name());
+    linker.declare_root_outputs(*root);
+    linker.prepare_lights(settings);
+    // The lights' own links used the visited flags too.
+    linker.clear_visited({root});
+    if (!linker.emit_node(root))
+        return nullptr;
+    linker.finish_lights();
+    return linker.finish();
 }
 
 Compilation_unit* link_for_export(Graph_node_class* node_class, const Export_settings& settings,
@@ -1335,27 +2180,38 @@ Compilation_unit* link_for_export(Graph_node_class* node_class, const Export_set
 {
     if (!node_class)
         return nullptr;
-    if (!settings.lights.empty() || settings.environment || settings.volume) {
-        LOG::mod_log->error(SYSTEM::MODULE_CL12, LOG::CAT_PLUG, 1,
-                            "linking with lights, environment or volume is not supported yet");
-        return nullptr;
+    Link_context context;
+    context.context_unit = context_unit;
+    Linker linker(context);
+    start_export(context, linker, settings);
+    if (node_class->kind() == GRAPH::CLASS_COMPAGE) {
+        auto* compound = static_cast<GRAPH::Compage_node_class*>(node_class);
+        if (compound_nesting >= MAX_COMPOUND_NESTING)
+            return nullptr;
+        context.debug = 1;
+        context.inline_constants = 1;
+        linker.skeleton(compound->name());
+        linker.declare_class_parameters(*compound);
+        linker.prepare_lights(settings);
+        linker.clear_visited(compound->inner_nodes);
+        if (!linker.emit_outputs(compound->interface_outputs))
+            return nullptr;
+        linker.finish_lights();
+        return linker.finish();
     }
-    if (node_class->kind() == GRAPH::CLASS_COMPAGE)
-        return link_node_class(static_cast<GRAPH::Compage_node_class*>(node_class), context_unit);
     Compilation_unit* unit = node_class->compilation_unit();
     if (has_errors(unit))
         return nullptr;
     Shader_declaration* shader = unit->find_shader(node_class->name());
     if (!shader || !shader->class_node)
         return nullptr;
-    Link_context context;
-    context.context_unit = context_unit;
-    Linker linker(context);
     linker.class_name_ = node_class->name();
     linker.skeleton(node_class->name());
     linker.add_global_declarations(*unit);
     linker.add_class_declaration(shader->class_node);
     linker.add_unit_functions(*unit);
+    linker.prepare_lights(settings);
+    linker.finish_lights();
     return linker.finish();
 }
 

@@ -163,7 +163,9 @@ const char* const state_access_texts[ST::STATE_VARIABLE_COUNT] = {
     "state.importance",       // 16
     "state.texture_dv",       // 17
     "state.texture_du",       // 18
-    nullptr, nullptr,         // 19, 20: uniforms
+    // 19, 20: uniforms that main copies into the state, read from there so that a function
+    // printed before the uniforms (a linked graph's) can read them too.
+    "state.refracted_ior", "state.incident_ior",
     "state.origin",           // 21
     nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,  // 22 to 31
     nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,  // 32 to 41

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "graph/graph_library.h"
 #include "host/compile_session.h"
 #include "log/mod_log.h"
 #include "syntax_tree/diagnostics.h"
@@ -224,6 +225,27 @@ std::vector<std::string> split_light_names(const char* text)
             ++p;
     }
     return names;
+}
+
+FLAT12::Export_settings render_export_settings(GRAPH::Graph_library* library, const char* lights,
+                                               const char* environment, const char* volume,
+                                               const char* external_shadow_function)
+{
+    FLAT12::Export_settings settings;
+    settings.library = library;
+    if (environment)
+        settings.environment = library->find_node(environment);
+    if (volume)
+        settings.volume = library->find_node(volume);
+    if (lights) {
+        settings.has_light_list = true;
+        for (const std::string& name : split_light_names(lights)) {
+            settings.lights.emplace_back();
+            settings.lights.back().tag = name;
+        }
+    }
+    settings.external_shadow_function = external_shadow_function;
+    return settings;
 }
 
 }  // namespace HOST

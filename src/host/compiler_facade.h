@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "compiler/compile_options.h"
+#include "flat12/linker.h"
 #include "host/interface_impl.h"
 #include "syntax_tree/error_record.h"
 
@@ -92,6 +93,13 @@ private:
 // The "lights" option: names separated by commas, blanks after a comma skipped, empty names
 // dropped.
 std::vector<std::string> split_light_names(const char* text);
+
+// The lights, environment, volume and shadow hooks of a render export, from the options' texts
+// (each may be null): lights as split_light_names gives them, each keeping its place even when
+// no node of the library has its name; the environment and volume nodes by name.
+FLAT12::Export_settings render_export_settings(GRAPH::Graph_library* library, const char* lights,
+                                               const char* environment, const char* volume,
+                                               const char* external_shadow_function);
 
 }  // namespace HOST
 }  // namespace QZ

@@ -231,15 +231,11 @@ vorn::ICompilation_unit* Vorn_compiler_impl::compile_for_render(vorn::IGraph_lib
     GRAPH::Graph_node_class* node_class = node ? nullptr : graphs->find_class(shader_name);
     if (!node && !node_class)
         return nullptr;
-    FLAT12::Export_settings settings;
-    if (const char* name = options->get_option("environment"))
-        settings.environment = graphs->find_node(name);
-    if (const char* name = options->get_option("volume"))
-        settings.volume = graphs->find_node(name);
-    for (const std::string& name : split_light_names(options->get_option("lights")))
-        if (GRAPH::Graph_node* light = graphs->find_node(name.c_str()))
-            settings.lights.push_back(light);
-    settings.external_shadow_function = options->get_option("external_shadow_function");
+    FLAT12::Export_settings settings =
+        render_export_settings(graphs, options->get_option("lights"), options->get_option("environment"),
+                               options->get_option("volume"), options->get_option("external_shadow_function"));
+    if (!node_class && options->option_equals("resolve_unsized_arrays", "true"))
+        settings.flags |= FLAT12::EXPORT_RESOLVE_UNSIZED_ARRAYS;
     SYNTAX_TREE::Compilation_unit* unit = node_class ? FLAT12::link_for_export(node_class, settings, nullptr)
                                                      : FLAT12::link_for_export(node, settings, nullptr);
     Compiler_errors_wrapper* list = collector(errors);

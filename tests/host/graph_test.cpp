@@ -566,3 +566,57 @@ TEST(Host_graph, the_example_graph_files_load_without_diagnostics_and_link_to_va
         errors->release();
     }
 }
+
+namespace {
+
+// The GL fragment text of a unit.
+std::string fragment_of(vorn::ICompilation_unit* unit)
+{
+    vorn::IGenerated_shader* shader = unit->generate("GL", nullptr);
+    if (!shader)
+        return std::string();
+    std::vector<char> text(shader->get_program_size(1));
+    shader->copy_program(1, text.data(), uint32_t(text.size()));
+    shader->release();
+    return text.data();
+}
+
+}  // namespace
+
+TEST(Host_graph, render_export_names_its_lights_in_a_list_that_keeps_each_light_its_number)
+{
+    Session session;
+    ASSERT_NE(session.graph, nullptr);
+    std::string dir = temp_dir("render");
+    std::string file = std::string(VORN_SOURCE_DIR) + "/examples/lit_phong.xovl";
+    vorn::ICompiler_errors* errors = session.compiler->create_errors();
+    vorn::IGraph_library* library = session.graph->load_library(file.c_str(), nullptr, errors);
+    ASSERT_NE(library, nullptr);
+    vorn::ICompiler_options* options = session.compiler->create_options();
+    options->set_option("shader_name", "surface");
+    // Blanks after a comma and empty items are skipped; a name no node has keeps its place.
+    options->set_option("lights", "key, nowhere,,sun");
+    vorn::ICompilation_unit* unit = session.compiler->compile_for_render(library, errors, options);
+    ASSERT_NE(unit, nullptr);
+    EXPECT_EQ(errors->get_count(), 0u);
+    expect_valid_gl(unit, dir);
+    std::string fragment = fragment_of(unit);
+    EXPECT_NE(fragment.find("uniform vec4 ovl___light0_color;"), std::string::npos) << fragment;
+    EXPECT_NE(fragment.find("uniform vec3 ovl___light2_direction;"), std::string::npos) << fragment;
+    EXPECT_EQ(fragment.find("__light1_"), std::string::npos) << fragment;
+    unit->release();
+
+    // A class from a source keeps its own main, with the loop unrolled in it.
+    options->set_option("shader_name", "Phong");
+    options->set_option("lights", "lamp");
+    unit = session.compiler->compile_for_render(library, errors, options);
+    ASSERT_NE(unit, nullptr);
+    expect_valid_gl(unit, dir);
+    fragment = fragment_of(unit);
+    EXPECT_NE(fragment.find("uniform float ovl___light0_spread_cos;"), std::string::npos) << fragment;
+    EXPECT_NE(fragment.find("ovl_Spot_light_main("), std::string::npos) << fragment;
+    unit->release();
+    options->release();
+    errors->release();
+    library->release();
+}

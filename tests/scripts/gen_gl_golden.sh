@@ -158,7 +158,7 @@ run_case() {
   local expected_fragment=$1 directory=$2 case_name input expected_vertex program
   case_name=$(basename "$expected_fragment" .frag)
   expected_vertex="${expected_fragment%.frag}.vert"
-  input="${case_name%%.*}.ovl"
+  input=$(case_input "$directory" "$case_name")
   if [ ! -f "$directory/$input" ]; then
     echo "FAIL: $case_name: no input $directory/$input" >&2
     return 1

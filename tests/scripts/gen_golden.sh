@@ -108,7 +108,7 @@ done
 run_case() {
   local expected=$1 directory=$2 case_name input
   case_name=$(basename "$expected" .fx)
-  input="${case_name%%.*}.ovl"
+  input=$(case_input "$directory" "$case_name")
   if [ ! -f "$directory/$input" ]; then
     echo "FAIL: $case_name: no input $directory/$input" >&2
     return 1

@@ -1,5 +1,6 @@
 // vorn_gen_tool [--target NAME] [--program N] [--debug NAME INDEX] FILE [KEY=VALUE...]: compiles
-// FILE and prints the generated text, so that generators can be watched and kept as golden files.
+// FILE (or exports a node of a graph file) and prints the generated text, so that generators can
+// be watched and kept as golden files.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,9 +14,14 @@
 #include "compiler/compile_options.h"
 #include "compiler/mod_compiler.h"
 #include "gen_cg/cg_code_generator.h"
+#include "flat12/linker.h"
 #include "gen_fx/fx_code_generator.h"
+#include "graph/graph_file.h"
+#include "graph/graph_library.h"
+#include "host/compiler_facade.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/diagnostics.h"
+#include "syntax_tree/source_printer.h"
 #include "system/sequence.h"
 
 namespace {
@@ -29,6 +35,10 @@ const char* const usage_text =
     "volume), complete_program (a number), primary_output, shader_name and option_count_hint\n"
     "fill the option record, all other keys are attributes. --debug names the variable and the\n"
     "place of debug display, as the graph linker would.\n"
+    "A graph file (.xovl) is exported as a host's render export does it: shader_name names the node\n"
+    "or class, and the options lights, environment, volume, external_shadow_function and\n"
+    "resolve_unsized_arrays are those of the export, not of the generator.\n"
+    "The target Ovrel prints the unit itself as Ovrel source (for an export, what the linker built).\n"
     "Exit status: 0 text printed, 1 any diagnostic or no text, 2 usage.\n";
 
 struct Arguments {
@@ -139,8 +149,22 @@ bool print_cg_debug(QZ::SYNTAX_TREE::Compilation_unit* unit, const Arguments& ar
     return true;
 }
 
+bool print_ovrel(QZ::SYNTAX_TREE::Compilation_unit* unit)
+{
+    std::string text;
+    std::string error;
+    if (!QZ::SYNTAX_TREE::print_source(unit->tree(), text, &error)) {
+        std::fprintf(stderr, "vorn_gen_tool: the unit has no source form: %s\n", error.c_str());
+        return false;
+    }
+    std::fputs(text.c_str(), stdout);
+    return true;
+}
+
 bool print_target(QZ::SYNTAX_TREE::Compilation_unit* unit, const Arguments& arguments)
 {
+    if (arguments.target == "Ovrel")
+        return print_ovrel(unit);
     std::unique_ptr<QZ::BACK12::Generated_shader> result(
         QZ::COMPILER::mod_compiler->generate_shader(unit, arguments.target.c_str(), arguments.options));
     if (!result) {
@@ -167,8 +191,67 @@ bool print_target(QZ::SYNTAX_TREE::Compilation_unit* unit, const Arguments& argu
     return true;
 }
 
-int run(const Arguments& arguments)
+// The unit a render export gives for the node or class that shader_name names; null (with a
+// message) when the file, the node or the link fails. The export's options leave the record.
+std::unique_ptr<QZ::SYNTAX_TREE::Compilation_unit> exported(Arguments& arguments)
 {
+    QZ::SYNTAX_TREE::Error_list errors;
+    std::unique_ptr<QZ::GRAPH::Graph_library> library(QZ::GRAPH::load_file(arguments.file.c_str(), nullptr, &errors));
+    for (const QZ::SYNTAX_TREE::Error_record& error : errors)
+        std::fprintf(stderr, "%s\n", QZ::SYNTAX_TREE::format_error(error, arguments.file.c_str()).c_str());
+    if (!library || !errors.empty())
+        return nullptr;
+    QZ::COMPILER::Compile_options& options = arguments.options;
+    auto take = [&](const char* key) {
+        auto found = options.attributes.find(key);
+        if (found == options.attributes.end())
+            return std::unique_ptr<std::string>();
+        auto value = std::make_unique<std::string>(found->second);
+        options.attributes.erase(found);
+        return value;
+    };
+    std::unique_ptr<std::string> lights = take("lights");
+    std::unique_ptr<std::string> environment = take("environment");
+    std::unique_ptr<std::string> volume = take("volume");
+    std::unique_ptr<std::string> shadow = take("external_shadow_function");
+    std::unique_ptr<std::string> resolve = take("resolve_unsized_arrays");
+    QZ::FLAT12::Export_settings settings = QZ::HOST::render_export_settings(
+        library.get(), lights ? lights->c_str() : nullptr, environment ? environment->c_str() : nullptr,
+        volume ? volume->c_str() : nullptr, shadow ? shadow->c_str() : nullptr);
+    if (resolve && *resolve == "true")
+        settings.flags |= QZ::FLAT12::EXPORT_RESOLVE_UNSIZED_ARRAYS;
+    std::string name = options.shader_name;
+    // The unit's shader is named after the class; the generator must not look for the node.
+    options.shader_name.clear();
+    QZ::GRAPH::Graph_node* node = library->find_node(name.c_str());
+    QZ::GRAPH::Graph_node_class* node_class = node ? nullptr : library->find_class(name.c_str());
+    std::unique_ptr<QZ::SYNTAX_TREE::Compilation_unit> unit(
+        node ? QZ::FLAT12::link_for_export(node, settings, nullptr)
+             : node_class ? QZ::FLAT12::link_for_export(node_class, settings, nullptr) : nullptr);
+    if (!unit)
+        std::fprintf(stderr, "vorn_gen_tool: no node or class '%s' in '%s' exports\n", name.c_str(),
+                     arguments.file.c_str());
+    return unit;
+}
+
+bool is_graph_file(const std::string& path)
+{
+    return path.size() > 5 && path.compare(path.size() - 5, 5, ".xovl") == 0;
+}
+
+int run(Arguments& arguments)
+{
+    if (is_graph_file(arguments.file)) {
+        std::unique_ptr<QZ::SYNTAX_TREE::Compilation_unit> unit = exported(arguments);
+        if (!unit)
+            return 1;
+        for (const QZ::SYNTAX_TREE::Error_record& error : unit->errors())
+            std::fprintf(stderr, "%s\n", QZ::SYNTAX_TREE::format_error(error, "__generated").c_str());
+        if (!unit->errors().empty())
+            return 1;
+        bool direct = arguments.target == "FX" && arguments.program <= 0;
+        return (direct ? print_fx(unit.get(), arguments) : print_target(unit.get(), arguments)) ? 0 : 1;
+    }
     std::string text;
     if (!read_whole_file(arguments.file, text)) {
         std::fprintf(stderr, "vorn_gen_tool: cannot read '%s'\n", arguments.file.c_str());

@@ -143,7 +143,7 @@ uniform mat4 raster_to_camera;
 vec4 Parameters_eval(State state)
 {
 	vec4 ovl_result;
-	float ovl_t = refracted_ior + incident_ior + animation_time + shutter_time + shutter_duration + shutter_position + shutter_open + shutter_close + focal_length + aperture + aspect_ratio + near_clip + far_clip + dof_radius + dof_focus;
+	float ovl_t = state.refracted_ior + state.incident_ior + animation_time + shutter_time + shutter_duration + shutter_position + shutter_open + shutter_close + focal_length + aperture + aspect_ratio + near_clip + far_clip + dof_radius + dof_focus;
 	int ovl_frames = animation_frame + x_resolution + y_resolution;
 	int ovl_window = window_left + window_right + window_top + window_bottom;
 	vec2 ovl_offset = camera_offset;

@@ -224,7 +224,7 @@ float4 Phong_eval(State state)
 	     light_index++)
 	{
 		light = __light_shaders[light_index].eval(state); light.count = light_index;
-		float3 l = -light.direction;
+		float3 l = light.direction;
 		float dot_nl = max(dot(n, l), 0.0);
 		float3 h = normalize(l + v);
 		float dot_nh = max(dot(n, h), 0.0);
