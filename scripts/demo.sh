@@ -48,5 +48,10 @@ for graph in examples/*.xovl; do
   "$vornc" graph "$graph" --dot >"$out/$(basename "$graph" .xovl).dot"
   graphs=$((graphs + 1))
 done
+echo "== vornc compile examples/lit_phong.xovl --node surface --lights key,sun --target GL -o $out/export"
+"$vornc" compile examples/lit_phong.xovl --node surface --lights key,sun --target GL -o "$out/export/"
+"$vornc" compile examples/lit_phong.xovl --node surface --lights key,sun --target FX -o "$out/export/"
+echo "== $out/export/lit_phong.frag: the light inputs a host sets"
+grep '^uniform .*__light' "$out/export/lit_phong.frag"
 echo "demo: $checked examples checked without diagnostics, $written generated files in $out/"
 echo "demo: $graphs graph files listed, drawn as $out/*.dot (dot -Tpng FILE.dot -o FILE.png)"

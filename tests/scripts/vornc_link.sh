@@ -4,7 +4,7 @@
 # gen_gl_golden.sh checks and validates), the linked unit's own GL text matches that golden too,
 # and every node and compound of the example and test graphs prints to a source that checks
 # clean and generates the same GL and FX text as the link (GL also through glslangValidator).
-# Then the misuses and failures.
+# Then the misuses and failures, and render exports with --lights.
 set -uo pipefail
 build=$1
 source_dir=$(cd "$2" && pwd)
@@ -85,5 +85,23 @@ cp "$source_dir/examples/checker.ovl" "$tmp/"
 cp "$tiles" "$tmp/tiles.xovl"
 err=$("$vornc" link "$tmp/tiles.xovl" --node edge 2>&1 >/dev/null)
 check "a node whose source has errors fails with the source's diagnostic" "[ $? -eq 1 ] && grep -q 'nothing' <<<\"\$err\""
+
+# Render export: the lights of --lights unroll the loops; the printed export and its GL text are
+# those of the export goldens of vorn_gen_tool (tests/scripts/export_golden.sh).
+lit="$source_dir/examples/lit_phong.xovl"
+gen="$source_dir/tests/data/gen"
+"$vornc" link "$lit" --node surface --lights "key, sun" >"$tmp/lit.ovl" 2>"$tmp/err"
+check "link --lights prints the export golden" \
+  "[ $? -eq 0 ] && [ ! -s \"$tmp/err\" ] && diff -u \"$gen/expected_ovl/examples/lit_phong.surface.key_sun.ovl\" \"$tmp/lit.ovl\""
+rm -rf "$tmp/lit"
+"$vornc" compile "$lit" --node surface --lights key,sun --target GL -o "$tmp/lit/" >/dev/null 2>&1
+check "compile --lights writes the export's GL golden" \
+  "cmp -s \"$gen/expected_gl/examples/lit_phong.surface.key_sun.frag\" \"$tmp/lit/lit_phong.frag\""
+check "without --lights the light loop stays" "[ \$(\"$vornc\" link \"$lit\" --node surface | grep -c 'foreach (light)') -eq 1 ]"
+check "an empty --lights removes it" "! \"$vornc\" link \"$lit\" --node surface --lights '' | grep -q foreach"
+err=$("$vornc" link "$lit" --node surface --lights key,nope 2>&1 >/dev/null)
+check "an unknown light fails, naming the nodes" "[ $? -eq 1 ] && grep -q \"no light node 'nope'; the file has key, lamp, sun and surface\" <<<\"\$err\""
+err=$("$vornc" link "$lit" --node surface --environment nowhere 2>&1 >/dev/null)
+check "an unknown environment fails" "[ $? -eq 1 ] && grep -q \"no environment node 'nowhere'\" <<<\"\$err\""
 
 exit $fail

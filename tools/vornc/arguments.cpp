@@ -33,12 +33,14 @@ const char* const usage_text =
     "                    --dot, write the graph in Graphviz's dot language instead (for\n"
     "                    dot -Tpng). Diagnostics of the read go to standard error; exit\n"
     "                    status 1 if there were any\n"
-    "  link FILE.xovl --node NAME|--class NAME [-o OUT]\n"
+    "  link FILE.xovl --node NAME|--class NAME [--lights A,B] [--environment E] [-o OUT]\n"
     "                    link a node (or a class) of a graph file into one shader and print\n"
-    "                    it as Ovrel source, on standard output or into the file OUT\n"
-    "  compile FILE.xovl --node NAME|--class NAME --target T [...]\n"
-    "                    link a node (or a class) of a graph file and write its programs as\n"
-    "                    for a source file\n"
+    "                    it as Ovrel source, on standard output or into the file OUT; with\n"
+    "                    --lights (nodes of light shaders) or --environment, export it for\n"
+    "                    rendering: light loops unrolled, environment lookups filled in\n"
+    "  compile FILE.xovl --node NAME|--class NAME [--lights A,B] [--environment E] --target T [...]\n"
+    "                    link (or export) a node or a class of a graph file and write its\n"
+    "                    programs as for a source file\n"
     "  options [TARGET]  list the option keys and values that each target reads\n"
     "  targets           list the targets of the library\n"
     "  paths             print the shader search path, one directory per line\n"
@@ -175,7 +177,8 @@ int parse_valued(Reader& reader, const std::string& word, Arguments& arguments)
 {
     static const char* const names[] = {"--path",   "--target", "--shader", "--option",      "--save-binary",
                                         "--depfile", "-MF",     "-I",       "-D",            "-U",
-                                        "-o",       "--diagnostics", "--color", "--node",   "--class"};
+                                        "-o",       "--diagnostics", "--color", "--node",   "--class",
+                                        "--lights", "--environment"};
     for (const char* name : names) {
         if (!is_option(word, name))
             continue;
@@ -194,6 +197,12 @@ int parse_valued(Reader& reader, const std::string& word, Arguments& arguments)
             arguments.node = value;
         } else if (option == "--class") {
             arguments.node_class = value;
+        } else if (option == "--lights") {
+            // An empty list is a list: the loops go.
+            arguments.lights = value;
+            return -1;
+        } else if (option == "--environment") {
+            arguments.environment = value;
         } else if (option == "--save-binary") {
             arguments.save_binary = value;
         } else if (option == "--depfile" || option == "-MF") {

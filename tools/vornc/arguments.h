@@ -42,6 +42,10 @@ struct Arguments {
     // link, and compile of a graph file: the node or the class linked
     std::string node;
     std::string node_class;
+    // A render export of it: the light nodes ("a,b"; given, even empty, unrolls the light loops)
+    // and the environment node.
+    std::optional<std::string> lights;
+    std::string environment;
 
     // Dependencies: -M prints the rule and compiles nothing; a depfile is written beside the work.
     bool dependencies_only = false;

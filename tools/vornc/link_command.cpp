@@ -52,6 +52,60 @@ std::string names_of(Owner* owner, uint32_t count, Getter get)
     return out.empty() ? "none" : out;
 }
 
+// A render export of the node or class: its lights and environment as compile_for_render takes
+// them. A light name that the file does not have is told; the light keeps its number.
+vorn::ICompilation_unit* export_for_render(vorn::IVorn_compiler* compiler, vorn::IGraph_library* library,
+                                           const Arguments& arguments, const std::string& file,
+                                           Diagnostic_printer& printer)
+{
+    const std::string& name = arguments.node.empty() ? arguments.node_class : arguments.node;
+    if (!arguments.node.empty()) {
+        Held<vorn::IGraph_node> node(library->find_node(name.c_str()));
+        if (!node) {
+            printer.error(file, "no node '" + name + "'; the file has " +
+                                    names_of(library, library->get_node_count(), &vorn::IGraph_library::get_node));
+            return nullptr;
+        }
+    } else {
+        Held<vorn::IGraph_node_class> node_class(library->find_class(name.c_str()));
+        if (!node_class) {
+            printer.error(file, "no class '" + name + "'; the file has " +
+                                    names_of(library, library->get_class_count(), &vorn::IGraph_library::get_class));
+            return nullptr;
+        }
+    }
+    std::string lights = arguments.lights ? *arguments.lights : std::string();
+    for (size_t at = 0; arguments.lights && at <= lights.size();) {
+        size_t comma = lights.find(',', at);
+        std::string light = lights.substr(at, comma == std::string::npos ? std::string::npos : comma - at);
+        size_t start = light.find_first_not_of(" \t");
+        light = start == std::string::npos ? std::string() : light.substr(start);
+        Held<vorn::IGraph_node> found(light.empty() ? nullptr : library->find_node(light.c_str()));
+        if (!light.empty() && !found)
+            printer.error(file, "no light node '" + light + "'; the file has " +
+                                    names_of(library, library->get_node_count(), &vorn::IGraph_library::get_node));
+        if (comma == std::string::npos)
+            break;
+        at = comma + 1;
+    }
+    if (!arguments.environment.empty()) {
+        Held<vorn::IGraph_node> found(library->find_node(arguments.environment.c_str()));
+        if (!found)
+            printer.error(file, "no environment node '" + arguments.environment + "'");
+    }
+    Held<vorn::ICompiler_options> options(compiler->create_options());
+    options->set_option("shader_name", name.c_str());
+    // An empty list is set as a lone comma: an empty value would remove the option.
+    if (arguments.lights)
+        options->set_option("lights", lights.empty() ? "," : lights.c_str());
+    if (!arguments.environment.empty())
+        options->set_option("environment", arguments.environment.c_str());
+    Held<vorn::ICompiler_errors> errors(compiler->create_errors());
+    vorn::ICompilation_unit* unit = compiler->compile_for_render(library, errors.object, options.object);
+    report_errors(errors.object, printer);
+    return unit;
+}
+
 vorn::ICompilation_unit* link_node(vorn::IVorn_compiler* compiler, vorn::IGraph_library* library,
                                    const Arguments& arguments, const std::string& file, Diagnostic_printer& printer)
 {
@@ -103,9 +157,10 @@ vorn::ICompilation_unit* link_graph_file(vorn::IVorn* root, vorn::IVorn_compiler
         printer.error(file, "cannot read the graph file");
         return nullptr;
     }
-    vorn::ICompilation_unit* unit = !arguments.node.empty()
-                                        ? link_node(compiler, library.object, arguments, file, printer)
-                                        : link_class(compiler, library.object, arguments, file, printer);
+    bool render = arguments.lights || !arguments.environment.empty();
+    vorn::ICompilation_unit* unit = render                    ? export_for_render(compiler, library.object, arguments, file, printer)
+                                    : !arguments.node.empty() ? link_node(compiler, library.object, arguments, file, printer)
+                                                              : link_class(compiler, library.object, arguments, file, printer);
     // The linker tells why a link failed (a cycle, a class without main) by log lines.
     flush_log();
     if (!unit && printer.error_count() == 0)
