@@ -16,3 +16,16 @@ token_arguments() {
   eval "set -- ${line#"$token"}"
   printf '%s\n' "$@"
 }
+
+# Fills the array case_arguments with the arguments of a case name NAME[.TOKEN...]: those of the
+# token "base", then of each token in order. A second argument is passed on to token_arguments.
+case_arguments=()
+build_case_arguments() {
+  local case_name=$1 debug=${2:-} token words lines word
+  IFS=. read -r -a words <<<"$case_name"
+  case_arguments=()
+  for token in base "${words[@]:1}"; do
+    lines=$(token_arguments "$token" $debug) || return 1
+    while IFS= read -r word; do case_arguments+=("$word"); done <<<"$lines"
+  done
+}

@@ -5,6 +5,8 @@
 #   GL  tests/data/gen/expected_gl/NAME[.TOKEN...].vert and .frag
 #   Cg  tests/data/gen/expected_cg/NAME[.TOKEN...].cg (the generated text; the main files that a
 #       whole program puts before it are data files of their own)
+#   Swrc tests/data/gen/expected_swrc/NAME[.TOKEN...].cpp and .decl (the C++ text and the
+#       renderer's declaration)
 # A case takes NAME.ovl from tests/data/gen/, or from the project's examples/ when it stands
 # under examples/, or from tests/data/gen/expected_gl/inputs/ when it stands under inputs/. By
 # default the script prints a unified diff for every text that changed and keeps the actual
@@ -12,7 +14,7 @@
 # given on the command line that has no expected file yet is made. Review the change with git
 # diff, and check each new expectation by hand before committing.
 #
-# usage: scripts/update_goldens.sh [--target FX|GL|Cg] [--update] [--build BUILD_DIR] [CASE...]
+# usage: scripts/update_goldens.sh [--target FX|GL|Cg|Swrc] [--update] [--build BUILD_DIR] [CASE...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -22,10 +24,10 @@ build_dir=build
 cases=()
 while [ $# -gt 0 ]; do
   case "$1" in
-    --target) shift; target=${1:?--target needs FX, GL or Cg} ;;
+    --target) shift; target=${1:?--target needs FX, GL, Cg or Swrc} ;;
     --update) update=1 ;;
     --build) shift; build_dir=${1:?--build needs a directory} ;;
-    -h|--help) sed -n '2,15p' "$0"; exit 0 ;;
+    -h|--help) sed -n '2,17p' "$0"; exit 0 ;;
     -*) echo "unknown option $1" >&2; exit 2 ;;
     *) cases+=("$1") ;;
   esac
@@ -44,7 +46,9 @@ case "$target" in
   # Without complete_program the generated text is program 0, whatever the case's options.
   Cg) expected_dir=$data/expected_cg; programs=("0:cg"); extra=("complete_program=0"); debug=""
       prefix_arguments=() ;;
-  *) echo "unknown target $target (FX, GL or Cg)" >&2; exit 2 ;;
+  Swrc) expected_dir=$data/expected_swrc; programs=("0:cpp" "1:decl"); extra=(); debug=no_debug
+      prefix_arguments=() ;;
+  *) echo "unknown target $target (FX, GL, Cg or Swrc)" >&2; exit 2 ;;
 esac
 last_ending=${programs[-1]#*:}
 
