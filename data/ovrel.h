@@ -1113,6 +1113,21 @@ inline bool trace_immediate(State* state, const Ray& ray, const Gather_output_de
 }
 inline Vector4 trace_environment(State*, const Ray&, const Gather_output_def_struct&) { return Vector4(); }
 
+// Gives a value back its old contents when the scope ends: a parameter that one evaluation
+// writes starts the next one as given.
+template <class T>
+class Restore {
+public:
+    explicit Restore(T& place) : place_(place), saved_(place) {}
+    Restore(const Restore&) = delete;
+    Restore& operator=(const Restore&) = delete;
+    ~Restore() { place_ = saved_; }
+
+private:
+    T& place_;
+    T saved_;
+};
+
 // A shader instance, made by its plug-in from a block of parameter values.
 class Shader {
 public:

@@ -615,9 +615,12 @@ void Swrc_code_generator::print_call(const St_node* node)
         print_sample_iterator(arguments);
         return;
     }
-    if ((name == "ddx" || name == "ddy") && first && !first->next_sibling &&
-        first->kind == ST::NODE_STATE_VARIABLE_REFERENCE &&
-        state_reads[BACK12::state_reference_index(first) & 127].symbol) {
+    // Only the values of the shading point have derivatives, not those of the frame or camera.
+    int32_t state = first && first->kind == ST::NODE_STATE_VARIABLE_REFERENCE ? BACK12::state_reference_index(first)
+                                                                                : -1;
+    bool has_symbol = state >= 0 && state < ST::STATE_VARIABLE_COUNT && state_reads[state].symbol &&
+                      !std::strchr(state_reads[state].symbol, ':');
+    if ((name == "ddx" || name == "ddy") && first && !first->next_sibling && has_symbol) {
         print_derivative(first, name == "ddx" ? "_DX" : "_DY");
         return;
     }

@@ -352,7 +352,13 @@ void Swrc_code_generator::print_function(const St_node* function)
         return;
     }
     out().write(")\n");
+    // A parameter named like an output of the shader (a linked class's main has its outputs
+    // as parameters) is the function's own.
     local_types_.clear();
+    for (const St_node* parameter = parameters ? parameters->first_child : nullptr; parameter;
+         parameter = parameter->next_sibling)
+        if (parameter->kind == ST::NODE_FUNCTION_PARAMETER)
+            local_types_[std::string(parameter->text_view())] = parameter->type_index;
     collect_read_names(body);
     print_block(body);
     out().write("\n");
@@ -579,6 +585,19 @@ void Swrc_code_generator::print_main()
     print_as_is("\t\tFactory_access factory(state->get_factory());\n");
     // A body that names no output or state leaves these unread.
     print_as_is("\t\t(void)result;\n");
+    // A parameter that the body or a method writes is a member: it is given back its value
+    // when main ends, so that every evaluation starts from the parameters as given.
+    std::set<std::string> written = BACK12::written_inputs(input_);
+    for (const Generator_variable& parameter : input_.parameters) {
+        if (!written.count(parameter.name))
+            continue;
+        const Type* type = unit_->type_at(parameter.type_index);
+        std::string element = plain_type(parameter.type_index);
+        if (type && type->is_array())
+            element = "Array<" + element + ">";
+        print_as_is("\t\tRestore<%s> keep_ovl_%s(ovl_%s);\n", element.c_str(), parameter.name.c_str(),
+                    parameter.name.c_str());
+    }
     out().indent();
     out().indent();
     local_types_.clear();

@@ -105,15 +105,18 @@ done
 # Statements, traced by hand with mode 2: the ifs leave 4, the loops leave n at 2 and total at
 # 32, scale() doubles total through its inout parameter (twice_total 64) and returns 32, the
 # third switch takes its default (7), and each sample loop runs once on this renderer's one
-# sample at the pixel's centre: 7 + 0.5 + 0.5 + 0.5 = 8.5.
-run_case statements "$source_dir/tests/data/gen" statements.ovl "result 8.5 64 0 1" \
+# sample at the pixel's centre: 7 + 0.5 + 0.5 + 0.5 = 8.5. The chains read left to right:
+# (total = twice_total) = 3 leaves twice_total at 64, (total += place.x) = 1 leaves total 1, and
+# (place.x = total) = 0.5 gives 0.5.
+run_case statements "$source_dir/tests/data/gen" statements.ovl "result 1 64 0.5 1" \
   mode:int=2 out:result:4 || failures=$((failures + 1))
 
 # Clashes: helpers named like built-ins, a file-level array, an input written by a method and
 # by main: half = 0.5 * 2 * 0.1, filter 0.3 + 0.4, 0.5 + (0.25 + 0.25), and
-# lighten(0.1) * 0.5 + (1.0 + 0.1) * 2.
+# lighten(0.1) * 0.5 + (1.0 + 0.1) * 2. The third run on the same instance starts from the
+# parameter as given again.
 run_case clashes "$source_dir/tests/data/gen" clashes.ovl "result 0.1 0.7 1 2.75" \
-  rim_power=1 matrix=0.5 out:result:4 || failures=$((failures + 1))
+  rim_power=1 matrix=0.5 runs=3 out:result:4 || failures=$((failures + 1))
 
 # Places: m * v uses rows (-2, -2, -2), v * m columns (-6, -6, -6); c.rgb = (4, 4, 4), then
 # g + 1 and b = r * 2; s doubles to 3, the written normal reads back 1, the direction is -z.

@@ -9,6 +9,7 @@
 //   light=X,Y,Z,R,G,B,A    a point light
 //   texture:TAG=R,G,B,A    the colour that texture tag TAG reads
 //   out:NAME:N             print output NAME, N floats, after the run
+//   runs=N                 run main N times on the same instance (default 1)
 // Output: one line per out: word, "NAME v1 v2 ...", each value with %.6g.
 #include <cstdio>
 #include <cstdlib>
@@ -86,6 +87,7 @@ int main(int argc, char** argv)
     Block outputs;
     State state;
     std::vector<std::pair<std::string, int>> printed;
+    int runs = 1;
     for (int i = 1; i < argc; ++i) {
         std::string word = argv[i];
         size_t equals = word.find('=');
@@ -101,6 +103,8 @@ int main(int argc, char** argv)
                 std::fprintf(stderr, "driver: unknown state symbol in '%s'\n", argv[i]);
                 return 2;
             }
+        } else if (key == "runs") {
+            runs = std::atoi(value);
         } else if (key == "light") {
             std::vector<float> v = numbers(value);
             v.resize(7, 0.0f);
@@ -142,7 +146,8 @@ int main(int argc, char** argv)
         return 1;
     }
     Shader* shader = shader_plugin->new_instance(&inputs);
-    shader->main(&state, &outputs);
+    for (int run = 0; run < runs; ++run)
+        shader->main(&state, &outputs);
     for (const auto& output : printed) {
         const float* values = static_cast<const float*>(outputs.get_field(output.first.c_str()));
         std::printf("%s", output.first.c_str());

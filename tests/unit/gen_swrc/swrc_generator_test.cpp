@@ -96,6 +96,7 @@ TEST(SwrcState, WritesGoThroughSettersAndDerivativesReadTheirSymbols)
     std::string text = cpp_text(shader("position = normal;\nimportance += 0.5;\n"
                                        "texture_coordinate[1] = Vector4(1.0, 2.0, 0.0, 0.0);\n"
                                        "Vector3 d = ddx(position) + ddy(normal);\n"
+                                       "Scalar time_change = ddx(animation_time);\n"
                                        "Vector4 t = texture_coordinate[2];\n"
                                        "result = Color(d + t.xyz, 1.0);"));
     EXPECT_TRUE(contains(text, "state->set_vector3(State_sym::POINT,state->get_vector3(State_sym::NORMAL))"));
@@ -105,6 +106,8 @@ TEST(SwrcState, WritesGoThroughSettersAndDerivativesReadTheirSymbols)
                                "Vector4(1.0, 2.0, 0.0, 0.0))"));
     EXPECT_TRUE(contains(text, "state->get_vector3(State_sym::POINT_DX) + state->get_vector3(State_sym::NORMAL_DY)"));
     EXPECT_TRUE(contains(text, "state->get_vector4(static_cast<State_sym::Id>(State_sym::TEXTURE+2))"));
+    // The frame's values have no derivative symbols: the call stays, and answers zero.
+    EXPECT_TRUE(contains(text, "ddx(state->get_frame()->get_scalar(Frame_sym::ANIMATION_TIME))"));
 }
 
 TEST(SwrcFile, ShadersSharingAFileSplitTheHeadAndTheExport)

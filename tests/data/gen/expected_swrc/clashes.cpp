@@ -133,6 +133,7 @@ public:
 		Result *result = &res;
 		Factory_access factory(state->get_factory());
 		(void)result;
+		Restore<float> keep_ovl_rim_power(ovl_rim_power);
 		ovl_Layer ovl_layer;
 		ovl_layer.ovl_input = 0.1;
 		ovl_layer.ovl_output = 0.2;

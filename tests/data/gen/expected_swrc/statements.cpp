@@ -184,7 +184,11 @@ public:
 		{
 			ovl_total += swizzle<0>(ovl_samples.get_sample2());
 		}
-		result->ovl_result = Vector4(ovl_total, ovl_twice_total, 0, 1);
+		Vector3 ovl_place;
+		(ovl_total = ovl_twice_total, ovl_total = 3.0);
+		(swizzle_ref<0>(ovl_place) = swizzle<1>(ovl_place), swizzle_ref<0>(ovl_place) = ovl_total);
+		(ovl_total += swizzle<0>(ovl_place), ovl_total = 1.0);
+		result->ovl_result = Vector4(ovl_total, ovl_twice_total, (swizzle_ref<0>(ovl_place) = ovl_total, swizzle_ref<0>(ovl_place) = 0.5), 1);
 	}
 };
 class Statements_shader_plugin: public  Software_shader_plugin
