@@ -37,3 +37,13 @@ case_token_arguments() {
     token_arguments "$token" "$debug" || return 1
   done
 }
+
+# Fills the array case_arguments with the arguments of a case name, as case_token_arguments
+# gives them.
+case_arguments=()
+build_case_arguments() {
+  local lines word
+  lines=$(case_token_arguments "$1" "${2:-}") || return 1
+  case_arguments=()
+  while IFS= read -r word; do case_arguments+=("$word"); done <<<"$lines"
+}

@@ -5,6 +5,8 @@
 #   GL  tests/data/gen/expected_gl/NAME[.TOKEN...].vert and .frag
 #   Cg  tests/data/gen/expected_cg/NAME[.TOKEN...].cg (the generated text; the main files that a
 #       whole program puts before it are data files of their own)
+#   Swrc tests/data/gen/expected_swrc/NAME[.TOKEN...].cpp and .decl (the C++ text and the
+#       renderer's declaration)
 # A case takes NAME.ovl from tests/data/gen/, or from the project's examples/ when it stands
 # under examples/, or from tests/data/gen/expected_gl/inputs/ when it stands under inputs/. By
 # default the script prints a unified diff for every text that changed and keeps the actual
@@ -14,7 +16,7 @@
 #
 #   Ovrel tests/data/gen/expected_ovl/examples/NAME[.TOKEN...].ovl (a graph file's export printed
 #       as source; cases only for graph files)
-# usage: scripts/update_goldens.sh [--target FX|GL|Cg|Ovrel] [--update] [--build BUILD_DIR] [CASE...]
+# usage: scripts/update_goldens.sh [--target FX|GL|Cg|Swrc|Ovrel] [--update] [--build BUILD_DIR] [CASE...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,7 +26,7 @@ build_dir=build
 cases=()
 while [ $# -gt 0 ]; do
   case "$1" in
-    --target) shift; target=${1:?--target needs FX, GL, Cg or Ovrel} ;;
+    --target) shift; target=${1:?--target needs FX, GL, Cg, Swrc or Ovrel} ;;
     --update) update=1 ;;
     --build) shift; build_dir=${1:?--build needs a directory} ;;
     -h|--help) sed -n '2,17p' "$0"; exit 0 ;;
@@ -46,10 +48,12 @@ case "$target" in
   # Without complete_program the generated text is program 0, whatever the case's options.
   Cg) expected_dir=$data/expected_cg; programs=("0:cg"); extra=("complete_program=0"); debug=""
       prefix_arguments=() ;;
+  Swrc) expected_dir=$data/expected_swrc; programs=("0:cpp" "1:decl"); extra=(); debug=no_debug
+      prefix_arguments=() ;;
   # An export printed back as source: kept for graph files only.
   Ovrel) expected_dir=$data/expected_ovl; programs=("0:ovl"); extra=(); debug=no_debug
       prefix_arguments=() ;;
-  *) echo "unknown target $target (FX, GL, Cg or Ovrel)" >&2; exit 2 ;;
+  *) echo "unknown target $target (FX, GL, Cg, Swrc or Ovrel)" >&2; exit 2 ;;
 esac
 last_ending=${programs[-1]#*:}
 

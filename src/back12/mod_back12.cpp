@@ -9,16 +9,13 @@
 #include "back12/plugin_adapters.h"
 #include "gen_cg/cg_code_generator_plugin.h"
 #include "gen_fx/fx_code_generator_plugin.h"
+#include "gen_swrc/swrc_code_generator_plugin.h"
 #include "log/mod_log.h"
 #include "plug/mod_plug.h"
 #include "system/growth.h"
 
 // The back ends still being written join the list as soon as their plug-in class exists. A
 // build directory made before the header appeared needs this file recompiled to see it.
-#if __has_include("gen_swrc/swrc_code_generator_plugin.h")
-#include "gen_swrc/swrc_code_generator_plugin.h"
-#define VORN_HAS_SWRC_GENERATOR 1
-#endif
 #if __has_include("gen_gl/gl_code_generator_plugin.h")
 #include "gen_gl/gl_code_generator_plugin.h"
 #define VORN_HAS_GL_GENERATOR 1
@@ -41,9 +38,7 @@ Mod_back12::Mod_back12() : Module(SYSTEM::MODULE_CB12, "CB12")
 {
     // Built-ins come first, so that a plug-in never takes over one of their targets.
     append(new GEN_CG::Cg_code_generator_plugin);
-#ifdef VORN_HAS_SWRC_GENERATOR
     append(new GEN_SWRC::Swrc_code_generator_plugin);
-#endif
     append(new GEN_FX::Fx_code_generator_plugin);
 #ifdef VORN_HAS_GL_GENERATOR
     append(new GEN_GL::Gl_code_generator_plugin);

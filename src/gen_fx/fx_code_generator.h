@@ -81,6 +81,9 @@ protected:
     virtual const char* switch_value_format() const { return "__switch_value%d"; }
     // What opens the test of a lowered switch case.
     virtual const char* switch_test_open() const { return "if("; }
+    // One label's comparison in that test, %s the selector; first or a further one, and its end.
+    virtual const char* switch_label_open(bool first) const { return first ? "(%s == " : " || (%s == "; }
+    virtual const char* switch_label_close() const { return ")"; }
     // The module under which the walk's messages are logged, and the code of "nesting too deep".
     virtual int32_t log_module() const;
     virtual int32_t nesting_log_code() const { return LOG_NESTING_TOO_DEEP; }
@@ -144,6 +147,8 @@ protected:
     virtual void print_index(const St_node* node);
     virtual void print_call(const St_node* node);
     virtual void print_constructor_call(const St_node* node);
+    // A string literal; effects have no strings, so the FX walk prints a number.
+    virtual void print_string(const St_node* node);
     // The value of "return value;".
     virtual void print_return_value(const St_node* value) { print_expression(value); }
     // What stands before the condition of a do loop.
@@ -297,7 +302,6 @@ private:
     // Expressions
     bool is_matrix_product(const St_node* node) const;
     void print_constructor(const St_node* node, const std::string& type_word, const St_node* arguments);
-    void print_string(const St_node* node);
 
     // Statements
     void print_for(const St_node* node);

@@ -355,9 +355,9 @@ void Fx_code_generator::print_switch(const St_node* node)
         const Group& group = groups[i];
         out().write(switch_test_open());
         for (size_t k = 0; k < group.labels.size(); ++k) {
-            out().print(k ? " || (%s == " : "(%s == ", value.c_str());
+            out().print(switch_label_open(k == 0), value.c_str());
             print_operand(group.labels[k], LEVEL_EQUALITY + 1);
-            out().write(")");
+            out().write(switch_label_close());
         }
         out().write(")\n");
         const St_node* last = last_child(group.block);

@@ -1,5 +1,7 @@
 #include "gen_swrc/mod_gen_swrc.h"
 
+#include <cstdarg>
+
 namespace QZ {
 namespace GEN_SWRC {
 
@@ -16,6 +18,16 @@ void stop()
 {
     delete mod_gen_swrc;
     mod_gen_swrc = nullptr;
+}
+
+void log_debug(const char* format, ...)
+{
+    if (!LOG::mod_log)
+        return;
+    va_list values;
+    va_start(values, format);
+    LOG::mod_log->vlog(SYSTEM::MODULE_GSWR, LOG::CAT_PLUG, 0, LOG::SEV_DEBUG, format, values);
+    va_end(values);
 }
 
 }  // namespace GEN_SWRC

@@ -1,4 +1,4 @@
-// Whole compiles over arbitrary bytes: front end, both passes, the FX and GL generators. Errors are
+// Whole compiles over arbitrary bytes: front end, both passes, the FX, GL and C++ generators. Errors are
 // fine; faults and hangs are not.
 #include <cstdint>
 #include <memory>
@@ -39,5 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::unique_ptr<QZ::BACK12::Generated_shader> hlsl(
         QZ::COMPILER::mod_compiler->generate_shader(unit.get(), "FX", options));
     std::unique_ptr<QZ::BACK12::Generated_shader> gl(QZ::COMPILER::mod_compiler->generate_shader(unit.get(), "GL", options));
+    std::unique_ptr<QZ::BACK12::Generated_shader> swrc(
+        QZ::COMPILER::mod_compiler->generate_shader(unit.get(), "Swrc", options));
     return 0;
 }

@@ -41,10 +41,18 @@ done
 "$vornc" compile timed.ovl --target GL --option two_sided=true -o two >/dev/null 2>&1
 "$vornc" compile timed.ovl --target GL --option shader_type=light -o light >/dev/null 2>&1
 
-# Targets built and not.
-for target in Swrc; do
-  check "$target generates nothing" "! '$vornc' compile timed.ovl --target $target -o none >/dev/null 2>&1"
-done
+# Swrc: a C++ file that compiles against the runtime header shipped in data/.
+mkdir -p swrc
+"$vornc" compile timed.ovl --target Swrc -o swrc >/dev/null 2>&1 || echo "FAILED: Swrc of timed"
+check "Swrc writes NAME.cpp" "test -s swrc/timed.cpp"
+check "Swrc C++ includes ovrel.h" "has swrc/timed.cpp '#include <ovrel.h>'"
+check "Swrc C++ compiles with g++ against data/ovrel.h" \
+  "g++ -std=c++17 -Wall -Werror -fsyntax-only -I '$source/data' swrc/timed.cpp"
+check "Swrc class and plug-in names" "has swrc/timed.cpp 'class ovl_Timed : public Shader' && has swrc/timed.cpp 'return \"softshader_Timed\";'"
+check "Swrc parameters are read by name from the input block" "has swrc/timed.cpp 'inputs->get_field(\"tint\")'"
+check "Swrc writes NAME.decl" "has swrc/timed.decl 'declare shader'"
+check "Swrc C++ compiles with the bridge under HALD" \
+  "g++ -std=c++17 -Wall -Werror -fsyntax-only -DHALD -I '$source/data' swrc/timed.cpp"
 
 # GL: language level.
 check "GL texts have no #version line" "! grep -q '^#version' gl/timed.vert gl/timed.frag"

@@ -67,6 +67,13 @@ const std::vector<Option_key> gl_keys = {
     {"two_sided", flag},
 };
 
+// Several shaders of one file, generated in turn and appended: decimal numbers.
+const std::vector<Option_key> swrc_keys = {
+    VORNC_COMMON_KEYS,
+    {"shader_count", any_text},
+    {"shader_index", any_text},
+};
+
 #undef VORNC_COMMON_KEYS
 
 // The Cg generator runs the FX walk without the FX dialect's options and with its volume and
@@ -105,6 +112,8 @@ const std::vector<Option_key>* option_table(const std::string& target)
         return &gl_keys;
     if (target == "Cg")
         return &cg_keys;
+    if (target == "Swrc")
+        return &swrc_keys;
     return nullptr;
 }
 
