@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Regenerates the golden files of linked graphs listed in
 # tests/data/gen/expected_gl/inputs/linked.txt: NAME.ovl, the linked unit as vornc link prints it,
-# then NAME.vert and NAME.frag, its GL text, through scripts/update_goldens.sh --target GL (the
-# printed source is a GL golden input like any other there). By default prints a unified diff of
-# what changed and keeps the actual output in BUILD_DIR/goldens/link/; with --update overwrites
-# the expected files. Review with git diff, and check a new expectation by hand before committing.
+# then NAME.vert and NAME.frag, its GL text, and expected_cg/inputs/NAME.cg, its Cg text, through
+# scripts/update_goldens.sh (the printed source is a golden input like any other there). By
+# default prints a unified diff of what changed and keeps the actual output in
+# BUILD_DIR/goldens/link/; with --update overwrites the expected files. Review with git diff, and
+# check a new expectation by hand before committing.
 #
 # usage: scripts/update_link_goldens.sh [--update] [--build BUILD_DIR]
 set -euo pipefail
@@ -16,7 +17,7 @@ while [ $# -gt 0 ]; do
   case "$1" in
     --update) update=(--update) ;;
     --build) shift; build_dir=${1:?--build needs a directory} ;;
-    -h|--help) sed -n '2,9p' "$0"; exit 0 ;;
+    -h|--help) sed -n '2,10p' "$0"; exit 0 ;;
     *) echo "unknown argument $1" >&2; exit 2 ;;
   esac
   shift
@@ -61,4 +62,6 @@ if [ ${#update[@]} -eq 0 ] && [ "$changed" -gt 0 ]; then
   echo "$changed printed source(s) differ; actual output kept in $actual_dir; rerun with --update to accept"
   echo "(the GL texts below are those of the sources as they stand)"
 fi
-scripts/update_goldens.sh --target GL --build "$build_dir" "${update[@]}" "${cases[@]}"
+for target in GL Cg; do
+  scripts/update_goldens.sh --target $target --build "$build_dir" "${update[@]}" "${cases[@]}"
+done

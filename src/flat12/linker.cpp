@@ -87,6 +87,28 @@ int32_t reference_id(const St_node* reference)
 
 bool has_errors(const Compilation_unit* unit);
 
+void mark_generated(St_node* tree)
+{
+    std::vector<St_node*> work{tree};
+    while (!work.empty()) {
+        St_node* each = work.back();
+        work.pop_back();
+        each->file = generated_file();
+        each->line = -1;
+        each->column = -1;
+        for (St_node* child = each->first_child; child; child = child->next_sibling)
+            work.push_back(child);
+    }
+}
+
+// A copy of a tree that the link makes its own: every node of it carries the generated name.
+St_node* generated_copy(const St_node* tree)
+{
+    St_node* copy = tree->clone();
+    mark_generated(copy);
+    return copy;
+}
+
 St_node* statement(St_node* expression) { return node(NODE_EXPRESSION_STATEMENT, {}, {expression}); }
 
 St_node* assignment(St_node* left, St_node* right)
@@ -407,16 +429,16 @@ public:
             std::string name = function_name(function);
             if (name.empty() || !c_.function_names.insert(name).second)
                 continue;
-            c_.functions.push_back(function->clone());
+            c_.functions.push_back(generated_copy(function));
         }
     }
 
-    void add_class_declaration(St_node* class_declaration) { plain_class_ = class_declaration->clone(); }
+    void add_class_declaration(St_node* class_declaration) { plain_class_ = generated_copy(class_declaration); }
 
     void add_global_declarations(const Compilation_unit& unit)
     {
         for (St_node* global : unit.global_declarations())
-            globals_.push_back(global->clone());
+            globals_.push_back(generated_copy(global));
     }
 
     // The unit: globals, the class, then the copied functions; through the ordinary passes.
@@ -1316,10 +1338,10 @@ private:
             return;
         for (St_node* top = unit.tree() ? unit.tree()->first_child : nullptr; top; top = top->next_sibling)
             if (is_type_declaration(top) && global_names_.insert(declared_name(top)).second)
-                globals_.push_back(top->clone());
+                globals_.push_back(generated_copy(top));
         for (St_node* global : unit.global_declarations())
             if (global_names_.insert(declared_name(global)).second)
-                globals_.push_back(global->clone());
+                globals_.push_back(generated_copy(global));
     }
 
     static bool is_type_declaration(const St_node* top)
@@ -1358,7 +1380,7 @@ private:
             auto found = renamed.find(function_name(function));
             if (!well_formed(function) || found == renamed.end() || !c_.function_names.insert(found->second).second)
                 continue;
-            St_node* copy = function->clone();
+            St_node* copy = generated_copy(function);
             set_function_name(copy, found->second);
             for_each_call(copy, [&](St_node* call) {
                 auto global = renamed.find(std::string(call->text_view()));
@@ -1441,7 +1463,7 @@ private:
     // parameter list and a block body to add to.
     static St_node* copy_bare(const St_node* method, const std::string& name)
     {
-        St_node* copy = method->clone();
+        St_node* copy = generated_copy(method);
         set_function_name(copy, name);
         St_node* function_declaration = copy->find_child(NODE_FUNCTION_DECLARATION);
         // Annotations belong to the class; only the root keeps its own, on the flat class.
@@ -1686,20 +1708,6 @@ private:
         return expression && expression->kind == NODE_VARIABLE_ID;
     }
 
-    static void mark_generated(St_node* tree)
-    {
-        std::vector<St_node*> work{tree};
-        while (!work.empty()) {
-            St_node* each = work.back();
-            work.pop_back();
-            each->file = generated_file();
-            each->line = -1;
-            each->column = -1;
-            for (St_node* child = each->first_child; child; child = child->next_sibling)
-                work.push_back(child);
-        }
-    }
-
     St_node* argument(const Graph_node& graph_node, const Parameter& input, const std::string& owner)
     {
         const Attachment* whole = whole_attachment(input);
@@ -1903,7 +1911,7 @@ private:
             const St_node* specifiers = declaration->find_child(NODE_VARIABLE_SPECIFIERS);
             const St_node* type = specifiers ? specifiers->find_child(NODE_SIMPLE_TYPE_SPECIFIER) : nullptr;
             declared_inputs_[name] = {type ? std::string(type->text_view()) : std::string(), 1};
-            append(input_block_, declaration->clone());
+            append(input_block_, generated_copy(declaration));
         }
     }
 
@@ -1913,11 +1921,11 @@ private:
         const St_node* specifiers = declaration->find_child(NODE_VARIABLE_SPECIFIERS);
         const St_node* type = specifiers ? specifiers->find_child(NODE_SIMPLE_TYPE_SPECIFIER) : nullptr;
         St_node* result = node(NODE_FUNCTION_PARAMETER, declared_name(declaration));
-        result->add_child(type ? type->clone() : node(NODE_SIMPLE_TYPE_SPECIFIER, "Scalar"));
+        result->add_child(type ? generated_copy(type) : node(NODE_SIMPLE_TYPE_SPECIFIER, "Scalar"));
         const St_node* list = declaration->find_child(NODE_INIT_IDENTIFIER_LIST);
         const St_node* size = list && list->first_child ? list->first_child->find_child(NODE_ARRAY_SPECIFIER) : nullptr;
         if (size)
-            result->add_child(size->clone());
+            result->add_child(generated_copy(size));
         return result;
     }
 
@@ -2000,11 +2008,17 @@ St_node* array_constant(const SYNTAX_TREE::Type& type, const uint8_t* elements, 
 }
 
 // A struct value is written as the language writes one, its members in braces: the brace list
-// is what an input's initialiser takes (there is no constructor call for a struct).
+// is what an input's initialiser takes (there is no constructor call for a struct). A brace
+// list holds items of one type and does not nest, so a struct of mixed or composite members has
+// no constant: its input is declared without a value, for the host to set.
 St_node* struct_constant(const SYNTAX_TREE::Type& type, const uint8_t* bytes, int depth)
 {
-    if (!type.first_member())
+    const SYNTAX_TREE::Type* first = type.first_member();
+    if (!first)
         return nullptr;
+    for (const SYNTAX_TREE::Type* member = first; member; member = member->next_member())
+        if (member->is_struct() || member->is_array() || !member->equals(*first))
+            return nullptr;
     St_node* list = node(NODE_ARRAY_INITIALIZER);
     uint32_t offset = 0;
     for (const SYNTAX_TREE::Type* member = type.first_member(); member; member = member->next_member()) {

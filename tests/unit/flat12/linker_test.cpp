@@ -313,6 +313,19 @@ TEST(Linker, constants_print_floats_with_a_point_and_every_vector_shape)
     std::unique_ptr<SYNTAX_TREE::St_node> zeroes(FLAT12::constant_expression(fixed, nullptr));
     ASSERT_NE(zeroes, nullptr) << "null bytes are zeroes";
     EXPECT_EQ(count_of(SYNTAX_TREE::tree_text(zeroes.get()), "INT_CONSTANT \"0\""), 2u);
+
+    // A struct is a brace list, which holds items of one type only: a struct of mixed members
+    // has no constant (an initialiser would be rejected), one of like members has.
+    Type like(nullptr, SYNTAX_TREE::TYPE_STRUCT);
+    like.append_member(new Type("a", SYNTAX_TREE::TYPE_SCALAR));
+    like.append_member(new Type("b", SYNTAX_TREE::TYPE_SCALAR));
+    std::unique_ptr<SYNTAX_TREE::St_node> pair(FLAT12::constant_expression(like, values));
+    ASSERT_NE(pair, nullptr);
+    EXPECT_EQ(count_of(SYNTAX_TREE::tree_text(pair.get()), "FLOAT_CONSTANT"), 2u);
+    Type mixed(nullptr, SYNTAX_TREE::TYPE_STRUCT);
+    mixed.append_member(new Type("a", SYNTAX_TREE::TYPE_SCALAR));
+    mixed.append_member(new Type("n", SYNTAX_TREE::TYPE_INT32));
+    EXPECT_EQ(std::unique_ptr<SYNTAX_TREE::St_node>(FLAT12::constant_expression(mixed, values)), nullptr);
 }
 
 TEST(Linker, node_parameters_outside_the_class_are_given_for_the_length_of_the_call_and_restored)
@@ -423,6 +436,18 @@ TEST(Linker, other_methods_and_global_functions_are_copied_under_their_class_nam
     EXPECT_EQ(count_of(main_text, "VARIABLE_ID \"k\""), 3u) << main_text;
     // A function handed the state reads "state" as the state itself (number 79).
     EXPECT_EQ(count_of(main_text, "STATE_VARIABLE_REFERENCE [4f 00 00 00]"), 3u) << main_text;
+    // Copied or made here, every node is the link's own: none keeps its source's file name.
+    std::vector<const SYNTAX_TREE::St_node*> work{unit->tree()};
+    size_t foreign = 0;
+    while (!work.empty()) {
+        const SYNTAX_TREE::St_node* each = work.back();
+        work.pop_back();
+        std::string file = each->file_name();
+        foreign += file != "__generated" && file != "__generated__";
+        for (const SYNTAX_TREE::St_node* child = each->first_child; child; child = child->next_sibling)
+            work.push_back(child);
+    }
+    EXPECT_EQ(foreign, 0u);
 }
 
 namespace {
