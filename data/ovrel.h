@@ -899,28 +899,61 @@ private:
     Factory* factory_;
 };
 
-// Walks the lights of the state; its values are those of the light it stands on.
+// A light's shadow: a colour that a light's own function may also set from one number.
+struct Shadow_value : Vector4 {
+    Shadow_value() : Vector4(1.0f) {}
+    Shadow_value& operator=(const Vector4& value)
+    {
+        Vector4::operator=(value);
+        return *this;
+    }
+    Shadow_value& operator=(double value)
+    {
+        Vector4::operator=(Vector4(float(value)));
+        return *this;
+    }
+};
+
+// Walks the lights of the state; its values are those of the light it stands on. They are
+// places, so that a light's own function can fill them in for the surface that calls it.
 class Light_iterator {
 public:
     Light_iterator() {}
-    explicit Light_iterator(Light_sampler& sampler) : state_(sampler.state) {}
-    explicit Light_iterator(State* state) : state_(state) {}
-    void begin() { index_ = 0; }
+    explicit Light_iterator(Light_sampler& sampler) : state_(sampler.state) { load(); }
+    explicit Light_iterator(State* state) : state_(state) { load(); }
+    void begin()
+    {
+        index_ = 0;
+        load();
+    }
     bool valid() const;
-    void next() { ++index_; }
-    Vector3 get_point() const;
-    Vector3 get_direction() const;
-    float get_distance() const;
-    float get_dot_nl() const;
-    Vector4 get_contribution() const;
-    Vector4 get_raw_contribution() const;
-    Vector4 get_shadow() const { return Vector4(1.0f); }
-    int get_count() const { return index_; }
+    void next()
+    {
+        ++index_;
+        load();
+    }
+    Vector3& get_point() { return point_; }
+    Vector3& get_direction() { return direction_; }
+    float& get_distance() { return distance_; }
+    float& get_dot_nl() { return dot_nl_; }
+    Vector4& get_contribution() { return contribution_; }
+    Vector4& get_raw_contribution() { return raw_contribution_; }
+    Shadow_value& get_shadow() { return shadow_; }
+    int& get_count() { return count_; }
 
 private:
     const Point_light* light() const;
+    void load();
     State* state_ = nullptr;
     int index_ = 0;
+    Vector3 point_;
+    Vector3 direction_;
+    float distance_ = 0.0f;
+    float dot_nl_ = 0.0f;
+    Vector4 contribution_;
+    Vector4 raw_contribution_;
+    Shadow_value shadow_;
+    int count_ = 0;
 };
 
 // Samples over a pixel: this renderer takes one, at the centre.
@@ -1090,22 +1123,25 @@ inline const Point_light* Light_iterator::light() const
                                                                                   : nullptr;
 }
 inline bool Light_iterator::valid() const { return light() != nullptr; }
-inline Vector3 Light_iterator::get_point() const { return light() ? light()->position : Vector3(); }
-// From the light to the surface.
-inline Vector3 Light_iterator::get_direction() const
+// The direction points from the surface towards the light, as the hardware targets' lights give it.
+inline void Light_iterator::load()
 {
-    return light() ? normalize(state_->get_vector3(State_sym::POINT) - light()->position) : Vector3();
+    const Point_light* current = light();
+    count_ = index_;
+    shadow_ = Vector4(1.0f);
+    if (!current) {
+        point_ = direction_ = Vector3();
+        distance_ = dot_nl_ = 0.0f;
+        contribution_ = raw_contribution_ = Vector4();
+        return;
+    }
+    Vector3 towards = current->position - state_->get_vector3(State_sym::POINT);
+    point_ = current->position;
+    distance_ = length(towards);
+    direction_ = normalize(towards);
+    dot_nl_ = dot(normalize(state_->get_vector3(State_sym::NORMAL)), direction_);
+    raw_contribution_ = contribution_ = current->color;
 }
-inline float Light_iterator::get_distance() const
-{
-    return light() ? length(state_->get_vector3(State_sym::POINT) - light()->position) : 0.0f;
-}
-inline float Light_iterator::get_dot_nl() const
-{
-    return -dot(normalize(state_->get_vector3(State_sym::NORMAL)), get_direction());
-}
-inline Vector4 Light_iterator::get_raw_contribution() const { return light() ? light()->color : Vector4(); }
-inline Vector4 Light_iterator::get_contribution() const { return get_raw_contribution(); }
 
 inline bool trace_immediate(State* state, const Ray& ray, const Gather_output_def_struct&)
 {

@@ -103,7 +103,7 @@ public:
 		Light_sampler_access ls_ovl_light(factory->create_light_sampler()); Light_iterator ovl_light(*ls_ovl_light);
 		for (ovl_light.begin(); ovl_light.valid(); ovl_light.next())
 		{
-			Vector3 ovl_l = -ovl_light.get_direction();
+			Vector3 ovl_l = ovl_light.get_direction();
 			float ovl_dot_nl = max(dot(ovl_n, ovl_l), 0.0);
 			Vector3 ovl_h = normalize(ovl_l + ovl_v);
 			float ovl_dot_nh = max(dot(ovl_n, ovl_h), 0.0);
