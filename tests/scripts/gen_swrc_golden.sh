@@ -8,9 +8,11 @@
 # input must have a case.
 #
 # A case with the token last_of_two is the second of two shaders that share one file; it is
-# compiled behind the case of the same input with first_of_two. Each text is compiled against the runtime header data/ovrel.h with g++ -std=c++17 -Wall
-# -Werror -fsyntax-only, and with clang++ when it is installed; a text that a compiler rejects
-# is a fault of the generator or of the header.
+# compiled behind the case of the same input with first_of_two. Each text is compiled against
+# the runtime header data/ovrel.h with g++ -std=c++17 -Wall -Werror -fsyntax-only, once as it
+# stands and once with -DHALD (the renderer bridge, against data/ovrel_hald.h); the examples'
+# texts also with clang++ when it is installed. A text that a compiler rejects is a fault of the
+# generator or of the headers.
 # Usage: gen_swrc_golden.sh BUILD_DIR SOURCE_DIR
 set -u
 
@@ -89,7 +91,10 @@ run_case() {
     cat "$first" "$expected" >"$work/whole.cpp"
     whole=$work/whole.cpp
   fi
-  for compiler in "${compilers[@]}"; do
+  # clang++ checks the examples only, which keeps the run within its time on a loaded machine.
+  local case_compilers=(g++)
+  [[ "$expected" == "$expected_dir/examples/"* ]] && case_compilers=("${compilers[@]}")
+  for compiler in "${case_compilers[@]}"; do
     for bridge in "" -DHALD; do
       if ! "$compiler" -std=c++17 -Wall -Werror -fsyntax-only $bridge -I "$source_dir/data" -x c++ "$whole" \
           >"$work/compiler" 2>&1; then
