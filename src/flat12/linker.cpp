@@ -1488,8 +1488,8 @@ private:
 
     // The class inputs the node has, by value; "State state"; the outputs: "out" for main,
     // "inout" for another method that writes them, by value when it only reads them.
-    static void add_parameters(St_node* function, const Graph_node_class& node_class, const Graph_node& graph_node,
-                               const std::vector<const St_node*>& lent, bool is_main)
+    void add_parameters(St_node* function, const Graph_node_class& node_class, const Graph_node& graph_node,
+                        const std::vector<const St_node*>& lent, bool is_main)
     {
         St_node* parameters =
             function->find_child(NODE_FUNCTION_DECLARATION)->find_child(NODE_FUNCTION_PARAMETER_LIST);
@@ -1601,19 +1601,30 @@ private:
             ->set_text(name);
     }
 
-    static St_node* function_parameter(const Parameter& parameter, const char* qualifier)
+    St_node* function_parameter(const Parameter& parameter, const char* qualifier) const
     {
         St_node* result = node(NODE_FUNCTION_PARAMETER, parameter.name());
         if (qualifier)
             result->add_child(node(NODE_PARAMETER_QUALIFIER, qualifier));
         result->add_child(node(NODE_SIMPLE_TYPE_SPECIFIER, parameter.type_name_text()));
-        if (parameter.array_size() != 1) {
+        uint32_t array_size = declared_size(parameter);
+        if (array_size != 1) {
             St_node* size = node(NODE_ARRAY_SPECIFIER);
-            if (parameter.array_size() != 0)
-                size->add_child(node(NODE_INT_CONSTANT, std::to_string(parameter.array_size())));
+            if (array_size != 0)
+                size->add_child(node(NODE_INT_CONSTANT, std::to_string(array_size)));
             result->add_child(size);
         }
         return result;
+    }
+
+    // The array size an input is declared with: an unsized array may take its value's count,
+    // for targets that need a size (a copied function shared by nodes takes its first node's).
+    uint32_t declared_size(const Parameter& parameter) const
+    {
+        uint32_t size = parameter.array_size();
+        if (size == 0 && resolve_unsized_ && parameter.value && read<uint32_t>(parameter.value, 0) > 0)
+            size = read<uint32_t>(parameter.value, 0);
+        return size;
     }
 
     void emit_call(const Graph_node& graph_node, const Graph_node_class& node_class,
@@ -1871,11 +1882,7 @@ private:
     St_node* declare(const Parameter& parameter, const std::string& name) const
     {
         St_node* initialiser = parameter.value ? constant_expression(parameter, parameter.value) : nullptr;
-        uint32_t size = parameter.array_size();
-        // An unsized array may be given the size of its value, for targets that need one.
-        if (size == 0 && resolve_unsized_ && parameter.value && read<uint32_t>(parameter.value, 0) > 0)
-            size = read<uint32_t>(parameter.value, 0);
-        return declaration(parameter.type_name_text(), name, initialiser, size);
+        return declaration(parameter.type_name_text(), name, initialiser, declared_size(parameter));
     }
 
     void declare_input(const Parameter& parameter, const char* prefix)

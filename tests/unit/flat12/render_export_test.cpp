@@ -305,3 +305,32 @@ TEST(Render_export, every_node_of_the_example_graphs_exports_with_every_example_
         }
     }
 }
+
+TEST(Render_export, resolved_unsized_arrays_are_declared_with_the_size_of_their_value)
+{
+    std::shared_ptr<Compiled_source> source = graph_test::compile_source(R"(
+shader Weights
+{
+input:
+    Scalar w[] = {0.5, 0.25, 0.125};
+output:
+    Color result;
+    void main() { result = Color(w[0] + w[1], w[2], 0.0, 1.0); }
+};
+)");
+    Graph_library library;
+    library.add_velar_class(new Velar_node_class(source, "Weights"));
+    Graph_node* node = library.find_class("Weights")->create_node("weights");
+    library.add_node(node);
+    FLAT12::Export_settings settings;
+    std::unique_ptr<Compilation_unit> unsized(FLAT12::link_for_export(node, settings, nullptr));
+    ASSERT_TRUE(unsized);
+    std::string declared = input_text(tree(*unsized), "weights_w");
+    ASSERT_FALSE(declared.empty());
+    EXPECT_EQ(declared.find("INT_CONSTANT \"3\""), std::string::npos) << declared;
+    settings.flags = FLAT12::EXPORT_RESOLVE_UNSIZED_ARRAYS;
+    std::unique_ptr<Compilation_unit> sized = exported(node, settings, "resolved");
+    ASSERT_TRUE(sized);
+    declared = input_text(tree(*sized), "weights_w");
+    EXPECT_NE(declared.find("INT_CONSTANT \"3\""), std::string::npos) << declared;
+}
