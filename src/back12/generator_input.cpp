@@ -51,6 +51,24 @@ const SYNTAX_TREE::St_node* type_specifier_of(const SYNTAX_TREE::St_node* node)
     return nullptr;
 }
 
+const St_node* declared_type(const St_node* declaration)
+{
+    const St_node* specifiers = declaration ? declaration->find_child(SYNTAX_TREE::NODE_VARIABLE_SPECIFIERS) : nullptr;
+    const St_node* type = nullptr;
+    for (const St_node* child = specifiers ? specifiers->first_child : nullptr; child; child = child->next_sibling)
+        if (child->kind == SYNTAX_TREE::NODE_SIMPLE_TYPE_SPECIFIER || child->kind == SYNTAX_TREE::NODE_NESTED_TYPE_SPECIFIER)
+            type = child;
+    return type;
+}
+
+const St_node* initializer_of(const St_node* identifier)
+{
+    for (const St_node* child = identifier ? identifier->first_child : nullptr; child; child = child->next_sibling)
+        if (child->kind != SYNTAX_TREE::NODE_ARRAY_SPECIFIER && child->kind != SYNTAX_TREE::NODE_ANNOTATION_BLOCK)
+            return child;
+    return nullptr;
+}
+
 int32_t state_reference_index(const St_node* node)
 {
     if (!node || node->text_size != int32_t(sizeof(int32_t)) || !node->text)

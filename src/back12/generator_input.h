@@ -101,6 +101,10 @@ const SYNTAX_TREE::St_node* call_arguments(const SYNTAX_TREE::St_node* call);
 int32_t argument_count(const SYNTAX_TREE::St_node* arguments);
 // The first child that is a type specifier, or null.
 const SYNTAX_TREE::St_node* type_specifier_of(const SYNTAX_TREE::St_node* node);
+// The last type specifier of a variable declaration's specifiers, or null.
+const SYNTAX_TREE::St_node* declared_type(const SYNTAX_TREE::St_node* declaration);
+// The value child of an INIT_IDENTIFIER: whatever is neither its array size nor its annotations.
+const SYNTAX_TREE::St_node* initializer_of(const SYNTAX_TREE::St_node* identifier);
 
 }  // namespace BACK12
 }  // namespace QZ

@@ -190,7 +190,7 @@ protected:
     void print_written_input_reads();
     // Set while a definition prints as a prototype.
     bool prototype_only_ = false;
-    void print_struct(const St_node* declaration);
+    virtual void print_struct(const St_node* declaration);
     virtual void print_enum(const St_node* declaration);
 
     // Parts of the walk.

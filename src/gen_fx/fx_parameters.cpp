@@ -10,6 +10,8 @@ namespace QZ {
 namespace GEN_FX {
 
 using BACK12::Generator_variable;
+using BACK12::declared_type;
+using BACK12::initializer_of;
 using SYNTAX_TREE::St_node;
 using SYNTAX_TREE::Type;
 namespace ST = SYNTAX_TREE;
@@ -70,25 +72,6 @@ int32_t word_number(std::string_view word, std::initializer_list<const char*> wo
         ++number;
     }
     return 0;
-}
-
-// The value child of an INIT_IDENTIFIER: whatever is neither its array size nor its annotations.
-const St_node* initializer_of(const St_node* identifier)
-{
-    for (const St_node* child = identifier ? identifier->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind != ST::NODE_ARRAY_SPECIFIER && child->kind != ST::NODE_ANNOTATION_BLOCK)
-            return child;
-    return nullptr;
-}
-
-const St_node* declared_type(const St_node* declaration)
-{
-    const St_node* specifiers = declaration ? declaration->find_child(ST::NODE_VARIABLE_SPECIFIERS) : nullptr;
-    const St_node* type = nullptr;
-    for (const St_node* child = specifiers ? specifiers->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind == ST::NODE_SIMPLE_TYPE_SPECIFIER || child->kind == ST::NODE_NESTED_TYPE_SPECIFIER)
-            type = child;
-    return type;
 }
 
 std::string quoted(std::string_view text)

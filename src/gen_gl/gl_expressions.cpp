@@ -14,6 +14,8 @@
 namespace QZ {
 namespace GEN_GL {
 
+using BACK12::declared_type;
+using BACK12::initializer_of;
 using SYNTAX_TREE::St_node;
 using SYNTAX_TREE::Type;
 namespace ST = SYNTAX_TREE;
@@ -34,25 +36,6 @@ std::string_view specifier_word(const St_node* specifier)
     while (last && last->next_sibling)
         last = last->next_sibling;
     return last ? last->text_view() : std::string_view();
-}
-
-const St_node* declared_type(const St_node* declaration)
-{
-    const St_node* specifiers = declaration ? declaration->find_child(ST::NODE_VARIABLE_SPECIFIERS) : nullptr;
-    const St_node* type = nullptr;
-    for (const St_node* child = specifiers ? specifiers->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind == ST::NODE_SIMPLE_TYPE_SPECIFIER || child->kind == ST::NODE_NESTED_TYPE_SPECIFIER)
-            type = child;
-    return type;
-}
-
-// The value child of an INIT_IDENTIFIER: whatever is neither its array size nor its annotations.
-const St_node* initializer_of(const St_node* identifier)
-{
-    for (const St_node* child = identifier ? identifier->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind != ST::NODE_ARRAY_SPECIFIER && child->kind != ST::NODE_ANNOTATION_BLOCK)
-            return child;
-    return nullptr;
 }
 
 std::string local_name(std::string_view name)

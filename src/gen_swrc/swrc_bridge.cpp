@@ -11,6 +11,7 @@ namespace QZ {
 namespace GEN_SWRC {
 
 using BACK12::Generator_variable;
+using BACK12::initializer_of;
 using SYNTAX_TREE::St_node;
 using SYNTAX_TREE::Type;
 namespace ST = SYNTAX_TREE;
@@ -101,14 +102,6 @@ bool default_numbers(const St_node* value, std::vector<std::string>& numbers)
     default:
         return false;
     }
-}
-
-const St_node* initializer_of(const St_node* identifier)
-{
-    for (const St_node* child = identifier ? identifier->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind != ST::NODE_ARRAY_SPECIFIER && child->kind != ST::NODE_ANNOTATION_BLOCK)
-            return child;
-    return nullptr;
 }
 
 }  // namespace

@@ -63,6 +63,8 @@ protected:
     void print_function(const St_node* function) override;
     void print_local_declaration(const St_node* declaration) override;
     void print_enum(const St_node* declaration) override;
+    // With a default constructor and one from all its members.
+    void print_struct(const St_node* declaration) override;
     void print_string(const St_node* node) override;
     int32_t expression_level(const St_node* node) const override;
 
@@ -74,8 +76,6 @@ private:
     // Sections, in the order of the file
     void print_head();
     void print_imports();
-    void print_types_of(SYNTAX_TREE::Compilation_unit* unit);
-    void print_struct_type(const St_node* declaration);
     void print_top_level(SYNTAX_TREE::Compilation_unit* unit);
     void print_shader_class();
     void print_parameter_members();

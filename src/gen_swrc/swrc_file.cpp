@@ -14,6 +14,8 @@ namespace QZ {
 namespace GEN_SWRC {
 
 using BACK12::Generator_variable;
+using BACK12::declared_type;
+using BACK12::initializer_of;
 using SYNTAX_TREE::St_node;
 using SYNTAX_TREE::Type;
 namespace ST = SYNTAX_TREE;
@@ -66,24 +68,6 @@ const char* const plugin_class =
     "    {\n"
     "    }\n"
     "};\n";
-
-const St_node* initializer_of(const St_node* identifier)
-{
-    for (const St_node* child = identifier ? identifier->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind != ST::NODE_ARRAY_SPECIFIER && child->kind != ST::NODE_ANNOTATION_BLOCK)
-            return child;
-    return nullptr;
-}
-
-const St_node* declared_type(const St_node* declaration)
-{
-    const St_node* specifiers = declaration ? declaration->find_child(ST::NODE_VARIABLE_SPECIFIERS) : nullptr;
-    const St_node* type = nullptr;
-    for (const St_node* child = specifiers ? specifiers->first_child : nullptr; child; child = child->next_sibling)
-        if (child->kind == ST::NODE_SIMPLE_TYPE_SPECIFIER || child->kind == ST::NODE_NESTED_TYPE_SPECIFIER)
-            type = child;
-    return type;
-}
 
 std::string word_of(const St_node* specifier)
 {
@@ -161,7 +145,7 @@ void Swrc_code_generator::generate()
     out().write_verbatim(file_namespaces);
     if (prints_file_head()) {
         print_imports();
-        print_types_of(unit_);
+        print_types(unit_);
     }
     print_bridge_structs();
     // Shaders that share a file share its functions, which the first prints all of.
@@ -193,41 +177,14 @@ void Swrc_code_generator::print_imports()
         ST::Compilation_unit* unit = input_.units[i];
         const std::string& name = unit->name().empty() ? unit->source_file_name() : unit->name();
         log_debug("Processing import %s", name.c_str());
-        print_types_of(unit);
+        print_types(unit);
         print_top_level(unit);
-    }
-}
-
-// Structs and enums at file level and inside shaders.
-void Swrc_code_generator::print_types_of(ST::Compilation_unit* unit)
-{
-    const St_node* list = unit ? unit->tree() : nullptr;
-    for (const St_node* node = list ? list->first_child : nullptr; node; node = node->next_sibling) {
-        if (node->kind == ST::NODE_ENUM_DECLARATION) {
-            print_enum(node);
-            continue;
-        }
-        if (node->kind != ST::NODE_CLASS_DECLARATION)
-            continue;
-        if (node->text_view() == "struct" || node->text_view() == "class") {
-            print_struct_type(node);
-            continue;
-        }
-        const St_node* blocks = node->find_child(ST::NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST);
-        for (const St_node* block = blocks ? blocks->first_child : nullptr; block; block = block->next_sibling)
-            for (const St_node* member = block->first_child; member; member = member->next_sibling) {
-                if (member->kind == ST::NODE_ENUM_DECLARATION)
-                    print_enum(member);
-                else if (member->kind == ST::NODE_CLASS_DECLARATION &&
-                         (member->text_view() == "struct" || member->text_view() == "class"))
-                    print_struct_type(member);
-            }
     }
 }
 
 // A struct with a default constructor and one from all its members. An array member owns its
 // elements, so the default constructor gives it its size.
-void Swrc_code_generator::print_struct_type(const St_node* declaration)
+void Swrc_code_generator::print_struct(const St_node* declaration)
 {
     const St_node* name_node = declaration->find_child(ST::NODE_IDENTIFIER);
     if (!name_node)
