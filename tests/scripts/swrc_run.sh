@@ -73,8 +73,8 @@ for position, colour in (([0.0, 0.0, 10.0], [1.0, 1.0, 1.0, 1.0]), ([10.0, 0.0, 
     dot_nl = max(dot(n, l), 0.0)
     h = norm([a + b for a, b in zip(l, v)])
     dot_nh = max(dot(n, h), 0.0)
-    spec = dot_nh ** shininess if dot_nl > 0 else 0.0
-    total = [t + c * (d * dot_nl + s * spec) for t, c, d, s in zip(total, colour, diffuse, specular)]
+    highlight = dot_nh ** shininess if dot_nl > 0 else 0.0
+    total = [t + c * (d * dot_nl + s * highlight) for t, c, d, s in zip(total, colour, diffuse, specular)]
 print("result %.6g %.6g %.6g 1" % tuple(total[:3]))')
 run_case phong "$source_dir/examples" phong.ovl "$phong" \
   ambient=0.05,0.05,0.05,1 diffuse=0.7,0.6,0.5,1 specular=1,1,1,1 shininess=32 \
