@@ -298,7 +298,8 @@ TEST(Render_export, every_node_of_the_example_graphs_exports_with_every_example_
     for (const char* file : {"lit_phong.xovl", "tinted_tiles.xovl"}) {
         std::unique_ptr<Graph_library> library = load_example(file);
         ASSERT_TRUE(library) << file;
-        library->merge(load_example("lit_phong.xovl").release());
+        std::unique_ptr<Graph_library> merged = load_example("lit_phong.xovl");
+        library->merge(merged.get());
         for (Graph_node* node : library->nodes) {
             FLAT12::Export_settings settings = with_lights(*library, {"key", "lamp", "sun"});
             exported(node, settings, std::string(file) + "_" + node->name);
