@@ -339,7 +339,7 @@ void Cg_code_generator::print_eval()
         if (result)
             print_return(*result);
         else
-            print_as_is("\t\treturn float4(0.5, 0.5, 0.5, 1.0);\n");
+            write_root_line(result_forms().fallback);
     }
     out().unindent();
     print_as_is("\t}\n");
@@ -424,51 +424,10 @@ void Cg_code_generator::print_output_locals()
     }
 }
 
-// A float4 of the result; booleans as white and black, since a Bool does not convert.
-void Cg_code_generator::print_return(const Generator_variable& result)
+// The struct's brace set one level; the body's lines stand one deeper.
+void Cg_code_generator::write_root_line(const std::string& line)
 {
-    const Type* type = unit_->type_at(result.type_index);
-    std::string name = identifier(result.name);
-    if (type && type->array_size() != 1)
-        name += "[0]";
-    const char* r = name.c_str();
-    if (!type || type->is_texture() || type->is_struct() || type->code() == ST::TYPE_STRING) {
-        print_as_is("\t\treturn float4(0.5, 0.5, 0.5, 1.0);\n");
-        return;
-    }
-    if (type->is_matrix()) {
-        print_as_is("\t\treturn %s[0][0];\n", r);
-        return;
-    }
-    switch (type->code()) {
-    case ST::TYPE_BOOLEAN:
-        print_as_is("\t\treturn %s ? float4(1,1,1,1) : float4(0,0,0,0);\n", r);
-        return;
-    case ST::TYPE_VECTOR2:
-    case ST::TYPE_VECTOR2I:
-        print_as_is("\t\treturn float4(%s.x, %s.y, 0.0, 1.0);\n", r, r);
-        return;
-    case ST::TYPE_VECTOR3:
-    case ST::TYPE_VECTOR3I:
-        print_as_is("\t\treturn float4(%s.x, %s.y, %s.z, 1.0);\n", r, r, r);
-        return;
-    case ST::TYPE_VECTOR2B:
-        print_as_is("\t\treturn float4(%s.x?1:0, %s.y?1:0, 0, 0);\n", r, r);
-        return;
-    case ST::TYPE_VECTOR3B:
-        print_as_is("\t\treturn float4(%s.x?1:0, %s.y?1:0, %s.z?1:0, 0);\n", r, r, r);
-        return;
-    case ST::TYPE_VECTOR4B:
-        print_as_is("\t\treturn float4(%s.x?1:0, %s.y?1:0, %s.z?1:0, %s.w?1:0);\n", r, r, r, r);
-        return;
-    case ST::TYPE_COLOR:
-        print_alpha_fold(name);
-        print_as_is("\t\treturn %s;\n", r);
-        return;
-    default:
-        print_as_is("\t\treturn %s;\n", r);
-        return;
-    }
+    print_as_is("\t\t%s", line.c_str());
 }
 
 void Cg_code_generator::print_light_result(const Generator_variable& result)

@@ -44,6 +44,7 @@ protected:
     const char* light_iterator_constructor_format() const override;
     bool enums_as_constants() const override { return true; }
     bool print_target_call(const St_node* call, const std::string& name, const St_node* arguments) override;
+    void write_root_line(const std::string& line) override;
 
 private:
     void fill_cg_tables();
@@ -56,7 +57,6 @@ private:
     void print_derived_state();
     void print_light_prologue();
     void print_output_locals();
-    void print_return(const BACK12::Generator_variable& result);
     void print_light_result(const BACK12::Generator_variable& result);
     void print_debug_output();
 

@@ -906,58 +906,75 @@ void Fx_code_generator::print_root_function()
         if (result)
             print_return(*result);
         else
-            out().write("return float4(0.5, 0.5, 0.5, 1.0);\n");
+            write_root_line(result_forms().fallback);
     }
     out().print("}\n\n");
 }
 
+const Fx_code_generator::Result_forms& Fx_code_generator::result_forms() const
+{
+    static const Result_forms forms = {
+        "return float4(0.5, 0.5, 0.5, 1.0);\n",
+        "return %s[0][0];\n",
+        "return %s ? float4(1,1,1,1) : float4(0,0,0,0);\n",
+        "return float4(%s.x, %s.y, 0.0, 1.0);\n",
+        "return float4(%s.x, %s.y, %s.z, 1.0);\n",
+        "return float4(%s.x?1:0, %s.y?1:0, 0, 0);\n",
+        "return float4(%s.x?1:0, %s.y?1:0, %s.z?1:0, 0);\n",
+        "return float4(%s.x?1:0, %s.y?1:0, %s.z?1:0, %s.w?1:0);\n",
+        "return %s;\n",
+        "return %s;\n",
+    };
+    return forms;
+}
+
+// The result as the fragment's colour: a number spreads over the channels, a boolean is white or
+// black, what has no colour is grey.
 void Fx_code_generator::print_return(const Generator_variable& result)
 {
+    const Result_forms& forms = result_forms();
     const Type* type = unit_->type_at(result.type_index);
-    std::string name = identifier(result.name);
+    std::string name = variable_name(result.name);
     if (type && type->array_size() != 1)
         name += "[0]";
-    const char* r = name.c_str();
-    uint8_t code = type ? type->code() : uint8_t(SYNTAX_TREE::TYPE_ILLEGAL);
-    if (type && type->is_matrix()) {
-        out().print("return %s[0][0];\n", r);
-        return;
-    }
-    if (type && (type->is_texture() || type->is_struct())) {
-        out().write("return float4(0.5, 0.5, 0.5, 1.0);\n");
-        return;
-    }
-    switch (code) {
+    auto line = [&](const char* form) {
+        std::string text;
+        for (const char* c = form; *c; ++c) {
+            if (c[0] == '%' && c[1] == 's') {
+                text += name;
+                ++c;
+            } else {
+                text += *c;
+            }
+        }
+        write_root_line(text);
+    };
+    if (!type || type->is_texture() || type->is_struct() || type->code() == SYNTAX_TREE::TYPE_STRING)
+        return line(forms.fallback);
+    if (type->is_matrix())
+        return line(forms.matrix);
+    switch (type->code()) {
     case SYNTAX_TREE::TYPE_BOOLEAN:
-        out().print("return %s ? float4(1,1,1,1) : float4(0,0,0,0);\n", r);
-        return;
+        return line(forms.boolean);
     case SYNTAX_TREE::TYPE_VECTOR2:
     case SYNTAX_TREE::TYPE_VECTOR2I:
-        out().print("return float4(%s.x, %s.y, 0.0, 1.0);\n", r, r);
-        return;
+        return line(forms.vector2);
     case SYNTAX_TREE::TYPE_VECTOR3:
     case SYNTAX_TREE::TYPE_VECTOR3I:
-        out().print("return float4(%s.x, %s.y, %s.z, 1.0);\n", r, r, r);
-        return;
+        return line(forms.vector3);
     case SYNTAX_TREE::TYPE_VECTOR2B:
-        out().print("return float4(%s.x?1:0, %s.y?1:0, 0, 0);\n", r, r);
-        return;
+        return line(forms.vector2b);
     case SYNTAX_TREE::TYPE_VECTOR3B:
-        out().print("return float4(%s.x?1:0, %s.y?1:0, %s.z?1:0, 0);\n", r, r, r);
-        return;
+        return line(forms.vector3b);
     case SYNTAX_TREE::TYPE_VECTOR4B:
-        out().print("return float4(%s.x?1:0, %s.y?1:0, %s.z?1:0, %s.w?1:0);\n", r, r, r, r);
-        return;
+        return line(forms.vector4b);
     case SYNTAX_TREE::TYPE_COLOR:
         print_alpha_fold(name);
-        out().print("return %s;\n", r);
-        return;
-    case SYNTAX_TREE::TYPE_STRING:
-        out().write("return float4(0.5, 0.5, 0.5, 1.0);\n");
-        return;
+        return line(forms.vector4);
+    case SYNTAX_TREE::TYPE_VECTOR4:
+        return line(forms.vector4);
     default:
-        out().print("return %s;\n", r);
-        return;
+        return line(forms.other);
     }
 }
 

@@ -151,6 +151,24 @@ protected:
     virtual void print_string(const St_node* node);
     // The value of "return value;".
     virtual void print_return_value(const St_node* value) { print_expression(value); }
+
+    // The root's result as a colour, by the result's type; each "%s" stands for the result.
+    struct Result_forms {
+        const char* fallback;  // nothing to show: no result, textures, structs, strings
+        const char* matrix;
+        const char* boolean;
+        const char* vector2;  // also the integer vectors
+        const char* vector3;
+        const char* vector2b;
+        const char* vector3b;
+        const char* vector4b;
+        const char* vector4;  // also colours
+        const char* other;
+    };
+    virtual const Result_forms& result_forms() const;
+    // A line of the root's return, indented as the target's root is.
+    virtual void write_root_line(const std::string& line) { out().write(line); }
+    void print_return(const BACK12::Generator_variable& result);
     // What stands before the condition of a do loop.
     virtual const char* do_while_open() const { return "while ("; }
     // Nesting of the walk: the limit and its message (%d the limit). enter_level is false, after
@@ -273,8 +291,6 @@ private:
     void print_fragment_main();
     void print_technique();
     void print_light_result(const BACK12::Generator_variable& result);
-
-    void print_return(const BACK12::Generator_variable& result);
 
     // Parts of the sections
     std::vector<int32_t> declared_state_parameters(bool with_light_values) const;

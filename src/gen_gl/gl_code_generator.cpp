@@ -862,58 +862,26 @@ void Gl_code_generator::print_root_function()
     } else if (result) {
         print_return(*result);
     } else {
-        out().write("return vec4(0.5, 0.5, 0.5, 1.0);\n");
+        write_root_line(result_forms().fallback);
     }
     out().write("}\n\n");
 }
 
-// The result as the fragment's colour, converted as the FX text converts it: a number spreads
-// over the four channels, a boolean is white or black.
-void Gl_code_generator::print_return(const Generator_variable& result)
+const GEN_FX::Fx_code_generator::Result_forms& Gl_code_generator::result_forms() const
 {
-    const Type* type = unit_->type_at(result.type_index);
-    std::string name = variable_name(result.name);
-    if (type && type->array_size() != 1)
-        name += "[0]";
-    const char* r = name.c_str();
-    if (type && type->is_matrix()) {
-        out().print("return vec4(%s[0][0]);\n", r);
-        return;
-    }
-    if (type && (type->is_struct() || type->code() == ST::TYPE_STRING)) {
-        out().write("return vec4(0.5, 0.5, 0.5, 1.0);\n");
-        return;
-    }
-    uint8_t code = type ? type->code() : uint8_t(ST::TYPE_ILLEGAL);
-    switch (code) {
-    case ST::TYPE_BOOLEAN:
-        out().print("return %s ? vec4(1.0) : vec4(0.0);\n", r);
-        return;
-    case ST::TYPE_VECTOR2:
-    case ST::TYPE_VECTOR2I:
-        out().print("return vec4(%s.x,%s.y,0.0,1.0);\n", r, r);
-        return;
-    case ST::TYPE_VECTOR3:
-    case ST::TYPE_VECTOR3I:
-        out().print("return vec4(%s.x,%s.y,%s.z,1.0);\n", r, r, r);
-        return;
-    case ST::TYPE_VECTOR2B:
-        out().print("return vec4(%s.x?1.0:0.0, %s.y?1.0:0.0, 0.0, 0.0);\n", r, r);
-        return;
-    case ST::TYPE_VECTOR3B:
-        out().print("return vec4(%s.x?1.0:0.0, %s.y?1.0:0.0, %s.z?1.0:0.0, 0.0);\n", r, r, r);
-        return;
-    case ST::TYPE_VECTOR4B:
-        out().print("return vec4(%s.x?1.0:0.0, %s.y?1.0:0.0, %s.z?1.0:0.0, %s.w?1.0:0.0);\n", r, r, r, r);
-        return;
-    case ST::TYPE_COLOR:
-    case ST::TYPE_VECTOR4:
-        out().print("return %s;\n", r);
-        return;
-    default:
-        out().print("return vec4(%s);\n", r);
-        return;
-    }
+    static const Result_forms forms = {
+        "return vec4(0.5, 0.5, 0.5, 1.0);\n",
+        "return vec4(%s[0][0]);\n",
+        "return %s ? vec4(1.0) : vec4(0.0);\n",
+        "return vec4(%s.x,%s.y,0.0,1.0);\n",
+        "return vec4(%s.x,%s.y,%s.z,1.0);\n",
+        "return vec4(%s.x?1.0:0.0, %s.y?1.0:0.0, 0.0, 0.0);\n",
+        "return vec4(%s.x?1.0:0.0, %s.y?1.0:0.0, %s.z?1.0:0.0, 0.0);\n",
+        "return vec4(%s.x?1.0:0.0, %s.y?1.0:0.0, %s.z?1.0:0.0, %s.w?1.0:0.0);\n",
+        "return %s;\n",
+        "return vec4(%s);\n",
+    };
+    return forms;
 }
 
 // The light's result: the tabs are those of the root's body.

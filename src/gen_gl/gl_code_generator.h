@@ -111,6 +111,7 @@ protected:
     void print_call(const St_node* node) override;
     void print_constructor_call(const St_node* node) override;
     void print_return_value(const St_node* value) override;
+    const Result_forms& result_forms() const override;
     const char* do_while_open() const override { return "while( "; }
     // Light loops have been unrolled by the linker; nothing of a loop prints here.
     void print_foreach(const St_node*) override {}
@@ -146,7 +147,6 @@ private:
     void print_shader_methods();
     void print_root_function();
     void print_light_result(const BACK12::Generator_variable& result);
-    void print_return(const BACK12::Generator_variable& result);
     void print_fragment_main();
     void print_support();
 
