@@ -191,7 +191,14 @@ protected:
     virtual void print_switch_selector(const St_node* selector) { print_expression(selector); }
 
     // Declarations: functions, the types and reachable functions of a unit, variables.
-    virtual void print_function(const St_node* function);
+    void print_function(const St_node* function);
+    // Hooks of the function printer
+    virtual std::string printed_function_name(std::string_view name) const { return std::string(name); }
+    // What a function takes before the source's parameters.
+    virtual std::string leading_parameters(std::string_view) const { return std::string(); }
+    virtual const char* parameter_separator() const { return ", "; }
+    virtual std::string parameter_text(const St_node* parameter) const;
+    virtual void print_function_body(const St_node* declaration, const St_node* body);
     void print_types(SYNTAX_TREE::Compilation_unit* unit);
     void print_unit_functions(SYNTAX_TREE::Compilation_unit* unit);
     virtual void print_local_declaration(const St_node* declaration);

@@ -373,6 +373,8 @@ void Fx_code_generator::print_switch(const St_node* node)
 
 // Declarations
 
+// Every target prints a function the same way; only the name, what it takes before the source's
+// parameters, the parameters' words and what the body needs set up differ.
 void Fx_code_generator::print_function(const St_node* function)
 {
     const St_node* declaration = function;
@@ -388,34 +390,48 @@ void Fx_code_generator::print_function(const St_node* function)
     // The target provides a native function itself.
     if (!body && declaration->text_view() == "native")
         return;
-    const St_node* specifier = declaration->first_child;
-    std::string name(BACK12::function_definition_name(function));
-    out().print("%s %s(", specifier_text(specifier).c_str(), name.c_str());
+    std::string_view source_name = BACK12::function_definition_name(function);
+    std::string leading = leading_parameters(source_name);
+    out().print("%s %s(%s", specifier_text(declaration->first_child).c_str(),
+                printed_function_name(source_name).c_str(), leading.c_str());
+    bool first = leading.empty();
     const St_node* parameters = declaration->find_child(ST::NODE_FUNCTION_PARAMETER_LIST);
     for (const St_node* parameter = parameters ? parameters->first_child : nullptr; parameter;
          parameter = parameter->next_sibling) {
         if (parameter->kind != ST::NODE_FUNCTION_PARAMETER)
             continue;
-        const St_node* qualifier = parameter->find_child(ST::NODE_PARAMETER_QUALIFIER);
-        if (qualifier && qualifier->text_view() != "in")
-            out().print("%.*s ", int(qualifier->text_view().size()), qualifier->text_view().data());
-        const St_node* type = parameter->find_child(ST::NODE_SIMPLE_TYPE_SPECIFIER);
-        if (!type)
-            type = parameter->find_child(ST::NODE_NESTED_TYPE_SPECIFIER);
-        out().print("%s %s%s", specifier_text(type).c_str(), identifier(parameter->text_view()).c_str(),
-                    array_suffix(parameter).c_str());
-        if (parameter->next_sibling)
-            out().write(", ");
+        if (!first)
+            out().write(parameter_separator());
+        first = false;
+        out().write(parameter_text(parameter));
     }
     if (!body) {
         out().write(");\n\n");
         return;
     }
     out().write(")\n");
+    print_function_body(declaration, body);
+    out().write("\n");
+}
+
+std::string Fx_code_generator::parameter_text(const St_node* parameter) const
+{
+    std::string text;
+    const St_node* qualifier = parameter->find_child(ST::NODE_PARAMETER_QUALIFIER);
+    if (qualifier && qualifier->text_view() != "in")
+        text.append(qualifier->text_view()).append(" ");
+    text += specifier_text(BACK12::type_specifier_of(parameter));
+    text += " ";
+    text += variable_name(parameter->text_view());
+    text += array_suffix(parameter);
+    return text;
+}
+
+void Fx_code_generator::print_function_body(const St_node*, const St_node* body)
+{
     local_types_.clear();
     identity_variables_.clear();
     print_block(body);
-    out().write("\n");
 }
 
 namespace {

@@ -117,7 +117,9 @@ protected:
     void print_foreach(const St_node*) override {}
     int32_t nesting_limit() const override;
     const char* nesting_message() const override;
-    void print_function(const St_node* function) override;
+    std::string printed_function_name(std::string_view name) const override { return function_name_of(name); }
+    std::string leading_parameters(std::string_view) const override { return "State state"; }
+    void print_function_body(const St_node* declaration, const St_node* body) override;
     void print_local_declaration(const St_node* declaration) override;
     void print_condition(const St_node* condition) override;
     void print_switch_selector(const St_node* selector) override;

@@ -1160,45 +1160,13 @@ void Gl_code_generator::print_condition(const St_node* condition)
     print_as(value, declared_value_type(first), LEVEL_ASSIGNMENT);
 }
 
-void Gl_code_generator::print_function(const St_node* function)
+void Gl_code_generator::print_function_body(const St_node* declaration, const St_node* body)
 {
-    const St_node* declaration = function;
-    const St_node* body = nullptr;
-    if (function->kind == ST::NODE_FUNCTION_DEFINITION) {
-        declaration = function->find_child(ST::NODE_FUNCTION_DECLARATION);
-        body = function->find_child(ST::NODE_STATEMENT_BLOCK);
-    }
-    if (!declaration)
-        return;
-    if (prototype_only_)
-        body = nullptr;
-    if (!body && declaration->text_view() == "native")
-        return;
-    std::string name = function_name_of(BACK12::function_definition_name(function));
-    out().print("%s %s(State state", specifier_text(declaration->first_child).c_str(), name.c_str());
-    const St_node* parameters = declaration->find_child(ST::NODE_FUNCTION_PARAMETER_LIST);
-    for (const St_node* parameter = parameters ? parameters->first_child : nullptr; parameter;
-         parameter = parameter->next_sibling) {
-        if (parameter->kind != ST::NODE_FUNCTION_PARAMETER)
-            continue;
-        out().write(", ");
-        const St_node* qualifier = parameter->find_child(ST::NODE_PARAMETER_QUALIFIER);
-        if (qualifier && qualifier->text_view() != "in")
-            out().print("%.*s ", int(qualifier->text_view().size()), qualifier->text_view().data());
-        out().print("%s %s%s", specifier_text(BACK12::type_specifier_of(parameter)).c_str(),
-                    variable_name(parameter->text_view()).c_str(), array_suffix(parameter).c_str());
-    }
-    if (!body) {
-        out().write(");\n\n");
-        return;
-    }
-    out().write(")\n");
     int32_t saved = return_type_;
     return_type_ = declaration->type_index;
     identity_variables_.clear();
     print_block(body);
     return_type_ = saved;
-    out().write("\n");
 }
 
 // A declaration as GLSL 1.10 takes it: no array initialisers, so an array's values are assigned

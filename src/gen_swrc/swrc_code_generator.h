@@ -60,7 +60,11 @@ protected:
     void print_constructor_call(const St_node* node) override;
     void print_logical(const St_node* node, const char* op, int32_t level) override;
     void print_foreach(const St_node* node) override;
-    void print_function(const St_node* function) override;
+    std::string printed_function_name(std::string_view name) const override { return identifier(name); }
+    std::string leading_parameters(std::string_view name) const override;
+    const char* parameter_separator() const override { return ","; }
+    std::string parameter_text(const St_node* parameter) const override;
+    void print_function_body(const St_node* declaration, const St_node* body) override;
     void print_local_declaration(const St_node* declaration) override;
     void print_enum(const St_node* declaration) override;
     // With a default constructor and one from all its members.

@@ -271,54 +271,35 @@ void Swrc_code_generator::print_top_level(ST::Compilation_unit* unit)
 }
 
 // A function takes the state, the factory and, for a method of the shader, the result first.
-void Swrc_code_generator::print_function(const St_node* function)
+std::string Swrc_code_generator::leading_parameters(std::string_view name) const
 {
-    const St_node* declaration = function;
-    const St_node* body = nullptr;
-    if (function->kind == ST::NODE_FUNCTION_DEFINITION) {
-        declaration = function->find_child(ST::NODE_FUNCTION_DECLARATION);
-        body = function->find_child(ST::NODE_STATEMENT_BLOCK);
-    }
-    if (!declaration)
-        return;
-    if (prototype_only_)
-        body = nullptr;
-    if (!body && declaration->text_view() == "native")
-        return;
-    std::string name(BACK12::function_definition_name(function));
-    bool method = is_method(name);
-    out().print("%s %s(State *state,Factory_access &factory%s", specifier_text(declaration->first_child).c_str(),
-                identifier(name).c_str(), method ? ",Result *result" : "");
-    const St_node* parameters = declaration->find_child(ST::NODE_FUNCTION_PARAMETER_LIST);
-    for (const St_node* parameter = parameters ? parameters->first_child : nullptr; parameter;
-         parameter = parameter->next_sibling) {
-        if (parameter->kind != ST::NODE_FUNCTION_PARAMETER)
-            continue;
-        const St_node* qualifier = parameter->find_child(ST::NODE_PARAMETER_QUALIFIER);
-        bool reference = qualifier && qualifier->text_view() != "in";
-        const St_node* type = parameter->find_child(ST::NODE_SIMPLE_TYPE_SPECIFIER);
-        if (!type)
-            type = parameter->find_child(ST::NODE_NESTED_TYPE_SPECIFIER);
-        std::string type_word = specifier_text(type);
-        if (parameter->find_child(ST::NODE_ARRAY_SPECIFIER))
-            type_word = "Array<" + type_word + ">";
-        out().print(",%s %s%s", type_word.c_str(), reference ? "&" : "", identifier(parameter->text_view()).c_str());
-    }
-    if (!body) {
-        out().write(");\n\n");
-        return;
-    }
-    out().write(")\n");
-    // A parameter named like an output of the shader (a linked class's main has its outputs
-    // as parameters) is the function's own.
+    return is_method(std::string(name)) ? "State *state,Factory_access &factory,Result *result"
+                                        : "State *state,Factory_access &factory";
+}
+
+// Arrays own their elements; out and inout parameters are references.
+std::string Swrc_code_generator::parameter_text(const St_node* parameter) const
+{
+    const St_node* qualifier = parameter->find_child(ST::NODE_PARAMETER_QUALIFIER);
+    bool reference = qualifier && qualifier->text_view() != "in";
+    std::string type_word = specifier_text(BACK12::type_specifier_of(parameter));
+    if (parameter->find_child(ST::NODE_ARRAY_SPECIFIER))
+        type_word = "Array<" + type_word + ">";
+    return type_word + (reference ? " &" : " ") + identifier(parameter->text_view());
+}
+
+// A parameter named like an output of the shader (a linked class's main has its outputs as
+// parameters) is the function's own.
+void Swrc_code_generator::print_function_body(const St_node* declaration, const St_node* body)
+{
     local_types_.clear();
+    const St_node* parameters = declaration->find_child(ST::NODE_FUNCTION_PARAMETER_LIST);
     for (const St_node* parameter = parameters ? parameters->first_child : nullptr; parameter;
          parameter = parameter->next_sibling)
         if (parameter->kind == ST::NODE_FUNCTION_PARAMETER)
             local_types_[std::string(parameter->text_view())] = parameter->type_index;
     collect_read_names(body);
     print_block(body);
-    out().write("\n");
 }
 
 // Locals and globals, with the host's kinds (light and sample iterators, texture samplers) and
