@@ -383,6 +383,8 @@ private:
     // A node over two operands; an operator node takes the operator as its text.
     Node_ptr make_pair(int32_t kind, const Token& at, Node_ptr left, Node_ptr right);
     Node_ptr make_operator(int32_t kind, const Token& op, Node_ptr left, Node_ptr right);
+    // Items after the first, each after a comma.
+    void more_items(List_builder& list, Node_ptr (Impl::*item)());
 
     // Declarations
     St_node* translation_unit();
@@ -871,16 +873,21 @@ Node_ptr Ovrel_parser::Impl::type_specifier()
     return nested;
 }
 
+void Ovrel_parser::Impl::more_items(List_builder& list, Node_ptr (Impl::*item)())
+{
+    while (at(TOKEN_COMMA)) {
+        consume();
+        list.add((this->*item)());
+    }
+}
+
 // init_identifier_list: init_identifier (',' init_identifier)*
 Node_ptr Ovrel_parser::Impl::init_identifier_list()
 {
     Node_ptr list = make(SYNTAX_TREE::NODE_INIT_IDENTIFIER_LIST, la());
     List_builder children(list.get());
     children.add(init_identifier());
-    while (at(TOKEN_COMMA)) {
-        consume();
-        children.add(init_identifier());
-    }
+    more_items(children, &Impl::init_identifier);
     return list;
 }
 
@@ -926,10 +933,7 @@ Node_ptr Ovrel_parser::Impl::array_initializer()
     Node_ptr initializer = make(SYNTAX_TREE::NODE_ARRAY_INITIALIZER, open);
     List_builder children(initializer.get());
     children.add(assignment());
-    while (at(TOKEN_COMMA)) {
-        consume();
-        children.add(assignment());
-    }
+    more_items(children, &Impl::assignment);
     expect(TOKEN_RBRACE, "',' or '}'");
     return initializer;
 }
@@ -1021,10 +1025,7 @@ Node_ptr Ovrel_parser::Impl::parameter_list()
     Node_ptr list = make(SYNTAX_TREE::NODE_FUNCTION_PARAMETER_LIST, la());
     List_builder children(list.get());
     children.add(parameter());
-    while (at(TOKEN_COMMA)) {
-        consume();
-        children.add(parameter());
-    }
+    more_items(children, &Impl::parameter);
     return list;
 }
 
@@ -1142,10 +1143,7 @@ Node_ptr Ovrel_parser::Impl::enum_declaration()
     List_builder children(declaration.get());
     expect(TOKEN_LBRACE, "'{'");
     children.add(enum_member());
-    while (at(TOKEN_COMMA)) {
-        consume();
-        children.add(enum_member());
-    }
+    more_items(children, &Impl::enum_member);
     expect(TOKEN_RBRACE, "',' or '}'");
     expect_closing_semicolon("';' after the enum declaration");
     return declaration;
@@ -1479,10 +1477,7 @@ Node_ptr Ovrel_parser::Impl::expression()
     Node_ptr list = make(SYNTAX_TREE::NODE_EXPRESSION_LIST, first);
     List_builder items(list.get());
     items.add(std::move(item));
-    while (at(TOKEN_COMMA)) {
-        consume();
-        items.add(assignment());
-    }
+    more_items(items, &Impl::assignment);
     return list;
 }
 
