@@ -377,20 +377,6 @@ const char* const fragment_main_comment =
 //
 )";
 
-const char* const root_comment =
-    R"(//
-// The following method is the root function of the shader graph
-//
-)";
-
-const char* const shader_functions_comment =
-    R"(//
-// The following functions are generated from the Ovrel implementation of
-// the shaders that are part of the compiled shader graph.
-//
-
-)";
-
 // No annotations in this target: the map is not even read.
 COMPILER::Compile_options without_annotation_map(COMPILER::Compile_options options)
 {
@@ -803,7 +789,7 @@ void Gl_code_generator::print_state_uniforms()
 
 void Gl_code_generator::print_shader_methods()
 {
-    out().write(shader_functions_comment);
+    out().write(GEN_FX::TEXT::shader_functions_comment);
     std::vector<const St_node*> methods;
     for (const St_node* method : input_.methods)
         if (method)
@@ -819,7 +805,7 @@ void Gl_code_generator::print_root_function()
     if (!input_.main)
         return;
     const St_node* body = input_.main->find_child(ST::NODE_STATEMENT_BLOCK);
-    out().write(root_comment);
+    out().write(GEN_FX::TEXT::root_comment);
     if (is_light())
         out().print("%s %s(State state)\n", names_.light_iterator.c_str(), root_name().c_str());
     else
