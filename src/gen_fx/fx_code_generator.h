@@ -201,7 +201,10 @@ protected:
     virtual void print_function_body(const St_node* declaration, const St_node* body);
     void print_types(SYNTAX_TREE::Compilation_unit* unit);
     void print_unit_functions(SYNTAX_TREE::Compilation_unit* unit);
+    virtual void print_unit_variable(const St_node* declaration) { print_local_declaration(declaration); }
     virtual void print_local_declaration(const St_node* declaration);
+    // One name of a declaration, with its value.
+    virtual void print_declared_item(const std::string& type, const St_node* item, const St_node* specifier);
     // Prototypes of the definitions of a list that an earlier one of the list calls, since a
     // call must follow a declaration in the target.
     void print_prototypes(const std::vector<const St_node*>& definitions);

@@ -302,7 +302,7 @@ void Fx_code_generator::print_sampler(const Generator_variable& variable, uint8_
     out().write(opened ? "};\n\n" : ";\n\n");
 }
 
-// Local and global variables print as parameters without annotations, one declaration per name.
+// Local and global variables, one declaration per name.
 void Fx_code_generator::print_local_declaration(const St_node* declaration)
 {
     const St_node* specifier = declared_type(declaration);
@@ -313,20 +313,25 @@ void Fx_code_generator::print_local_declaration(const St_node* declaration)
     for (const St_node* item = names ? names->first_child : nullptr; item; item = item->next_sibling) {
         if (item->kind != ST::NODE_INIT_IDENTIFIER)
             continue;
+        print_declared_item(type, item, specifier);
         std::string name(item->text_view());
-        out().print("%s %s%s", type.c_str(), identifier(name).c_str(), array_suffix(item).c_str());
-        const St_node* value = initializer_of(item);
-        if (value) {
-            out().write(" = ");
-            print_expression(value);
-        }
-        out().write(";\n");
         local_types_[name] = item->type_index;
-        if (is_identity_transform(value))
+        if (is_identity_transform(initializer_of(item)))
             identity_variables_.insert(name);
         else
             identity_variables_.erase(name);
     }
+}
+
+// As a parameter without annotations.
+void Fx_code_generator::print_declared_item(const std::string& type, const St_node* item, const St_node*)
+{
+    out().print("%s %s%s", type.c_str(), variable_name(item->text_view()).c_str(), array_suffix(item).c_str());
+    if (const St_node* value = initializer_of(item)) {
+        out().write(" = ");
+        print_expression(value);
+    }
+    out().write(";\n");
 }
 
 }  // namespace GEN_FX

@@ -500,7 +500,7 @@ void Fx_code_generator::print_unit_functions(SYNTAX_TREE::Compilation_unit* unit
                 print_function(node);
             break;
         case ST::NODE_VARIABLE_DECLARATION:
-            print_local_declaration(node);
+            print_unit_variable(node);
             break;
         default:
             break;

@@ -574,7 +574,7 @@ void Gl_code_generator::generate_fragment()
     needs_resize_ = needs_gradients_ = false;
     print_imports();
     print_types(unit_);
-    print_unit_declarations(unit_);
+    print_unit_functions(unit_);
     print_varyings();
     print_uniforms();
     print_shader_methods();
@@ -671,32 +671,17 @@ void Gl_code_generator::print_imports()
         const std::string& name = unit->name().empty() ? unit->source_file_name() : unit->name();
         log_debug("Processing import %s", name.c_str());
         print_types(unit);
-        print_unit_declarations(unit);
+        print_unit_functions(unit);
     }
 }
 
-// Reachable functions and the file-level variables of a unit, each with an empty line behind.
-void Gl_code_generator::print_unit_declarations(Compilation_unit* unit)
+// A file-level variable, with an empty line behind.
+void Gl_code_generator::print_unit_variable(const St_node* declaration)
 {
-    print_prototypes(reachable_definitions(unit));
-    const St_node* list = unit ? unit->tree() : nullptr;
-    for (const St_node* node = list ? list->first_child : nullptr; node; node = node->next_sibling) {
-        switch (node->kind) {
-        case ST::NODE_FUNCTION_DEFINITION:
-        case ST::NODE_FUNCTION_DECLARATION:
-            if (input_.is_reachable(node))
-                print_function(node);
-            break;
-        case ST::NODE_VARIABLE_DECLARATION:
-            global_scope_ = true;
-            print_local_declaration(node);
-            global_scope_ = false;
-            out().write("\n");
-            break;
-        default:
-            break;
-        }
-    }
+    global_scope_ = true;
+    print_local_declaration(declaration);
+    global_scope_ = false;
+    out().write("\n");
 }
 
 void Gl_code_generator::print_uniforms()

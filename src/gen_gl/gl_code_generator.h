@@ -120,7 +120,8 @@ protected:
     std::string printed_function_name(std::string_view name) const override { return function_name_of(name); }
     std::string leading_parameters(std::string_view) const override { return "State state"; }
     void print_function_body(const St_node* declaration, const St_node* body) override;
-    void print_local_declaration(const St_node* declaration) override;
+    void print_declared_item(const std::string& type, const St_node* item, const St_node* specifier) override;
+    void print_unit_variable(const St_node* declaration) override;
     void print_condition(const St_node* condition) override;
     void print_switch_selector(const St_node* selector) override;
     void print_enum(const St_node* declaration) override;
@@ -143,7 +144,6 @@ private:
     void print_depth_peeling();
     void print_library_declarations();
     void print_imports();
-    void print_unit_declarations(SYNTAX_TREE::Compilation_unit* unit);
     void print_uniforms();
     void print_state_uniforms();
     void print_shader_methods();

@@ -1171,24 +1171,9 @@ void Gl_code_generator::print_function_body(const St_node* declaration, const St
 
 // A declaration as GLSL 1.10 takes it: no array initialisers, so an array's values are assigned
 // one by one after it (at file level they are left out); a value takes the declared type.
-void Gl_code_generator::print_local_declaration(const St_node* declaration)
+void Gl_code_generator::print_declared_item(const std::string& type, const St_node* item, const St_node* specifier)
 {
-    const St_node* specifier = declared_type(declaration);
-    if (specifier && is_skipped_type(specifier->text_view()))
-        return;
-    std::string type = specifier_text(specifier);
-    const St_node* names = declaration ? declaration->find_child(ST::NODE_INIT_IDENTIFIER_LIST) : nullptr;
-    for (const St_node* item = names ? names->first_child : nullptr; item; item = item->next_sibling) {
-        if (item->kind != ST::NODE_INIT_IDENTIFIER)
-            continue;
-        print_declared_value(type, variable_name(item->text_view()), item, specifier);
-        const St_node* value = initializer_of(item);
-        std::string source_name(item->text_view());
-        if (is_identity_transform(value))
-            identity_variables_.insert(source_name);
-        else
-            identity_variables_.erase(source_name);
-    }
+    print_declared_value(type, variable_name(item->text_view()), item, specifier);
 }
 
 void Gl_code_generator::print_declared_value(const std::string& type, const std::string& name, const St_node* item,
