@@ -910,9 +910,41 @@ St_node* Tree_traverser_semantic_pass::visit_assignment_expression(St_node* node
     return nullptr;
 }
 
+namespace {
+
+// Whether evaluating an expression can change anything: a call, a step or an assignment.
+bool has_side_effect(const St_node* expression)
+{
+    std::vector<const St_node*> pending{expression};
+    while (!pending.empty()) {
+        const St_node* node = pending.back();
+        pending.pop_back();
+        if (!node)
+            continue;
+        switch (node->kind) {
+        case NODE_PRE_INCREMENT_EXPRESSION:
+        case NODE_PRE_DECREMENT_EXPRESSION:
+        case NODE_POST_INCREMENT_EXPRESSION:
+        case NODE_POST_DECREMENT_EXPRESSION:
+        case NODE_FUNCTION_CALL_EXPRESSION:
+        case NODE_METHOD_CALL_EXPRESSION:
+        case NODE_ASSIGNMENT_EXPRESSION:
+            return true;
+        default:
+            break;
+        }
+        for (const St_node* child = node->first_child; child; child = child->next_sibling)
+            pending.push_back(child);
+    }
+    return false;
+}
+
+}  // namespace
+
 // Whether a place can be written: a variable, a state variable, a member, element or
-// non-repeating swizzle of one, or the left side of another assignment (a = b = c is read
-// as (a = b) = c). Targets refuse writes to anything else, so the check belongs here.
+// non-repeating swizzle of one, or the left side of another assignment whose place has no side
+// effect (a = b = c is read as (a = b) = c). Targets refuse writes to anything else, so the
+// check belongs here.
 bool Tree_traverser_semantic_pass::is_assignable(const St_node* node) const
 {
     int32_t type_found = -1;
@@ -923,8 +955,15 @@ bool Tree_traverser_semantic_pass::is_assignable(const St_node* node) const
         case NODE_STATE_VARIABLE_REFERENCE:
             return true;
         case NODE_ARRAY_INDEX_EXPRESSION:
+            node = node->first_child;
+            break;
+        // Targets write the inner place twice, so finding it must not change anything.
         case NODE_ASSIGNMENT_EXPRESSION:
             node = node->first_child;
+            while (node && node->kind == NODE_ASSIGNMENT_EXPRESSION)
+                node = node->first_child;
+            if (has_side_effect(node))
+                return false;
             break;
         case NODE_CLASS_MEMBER_REF_EXPRESSION: {
             const St_node* object = node->first_child;

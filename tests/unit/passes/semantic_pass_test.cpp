@@ -98,6 +98,14 @@ TEST(Semantic_pass, OnlyPlacesAreWritten)
     EXPECT_NE(c.messages[6].find("line 5: operator++: illegal operator argument"), std::string::npos);
     EXPECT_NE(c.messages[7].find("line 5: operator--: illegal operator argument"), std::string::npos);
 
+    // A chained place that changes something when found would change it twice.
+    c = compile("void f(Scalar a[2], Int i, Scalar s) {\n"
+                "  (a[i] = s) = s; a[i++] = s = s; (a[--i] += s) = s; (a[Int(s)] = s) += s;\n"
+                "}");
+    ASSERT_EQ(c.messages.size(), 2u);
+    EXPECT_NE(c.messages[0].find("line 2: operator=: illegal left operator argument"), std::string::npos);
+    EXPECT_NE(c.messages[1].find("line 2: operator=: illegal left operator argument"), std::string::npos);
+
     // Arguments written back by the callee.
     c = compile("void g(Scalar x, out Scalar y, inout Scalar z) { y = x; z += x; }\n"
                 "void f(Scalar s, Vector3 v) { g(1.0, s, v.x); g(s, 1.0, s + s); }");
