@@ -543,30 +543,6 @@ TEST(Host_graph, the_observer_hears_edits_in_order)
     built.release_all();
 }
 
-TEST(Host_graph, the_example_graph_files_load_without_diagnostics_and_link_to_valid_gl)
-{
-    Session session;
-    ASSERT_NE(session.graph, nullptr);
-    std::string dir = temp_dir("examples");
-    for (const char* name : {"glow_checker", "tinted_tiles"}) {
-        std::string file = std::string(VORN_SOURCE_DIR) + "/examples/" + name + ".xovl";
-        vorn::ICompiler_errors* errors = session.compiler->create_errors();
-        vorn::IGraph_library* library = session.graph->load_library(file.c_str(), nullptr, errors);
-        ASSERT_NE(library, nullptr) << name;
-        EXPECT_EQ(errors->get_count(), 0u) << name;
-        vorn::IGraph_node* surface = library->find_node("surface");
-        ASSERT_NE(surface, nullptr) << name;
-        vorn::ICompilation_unit* unit = session.compiler->compile_graph(surface, errors, nullptr);
-        ASSERT_NE(unit, nullptr) << name;
-        EXPECT_EQ(errors->get_count(), 0u) << name;
-        expect_valid_gl(unit, dir);
-        unit->release();
-        surface->release();
-        library->release();
-        errors->release();
-    }
-}
-
 namespace {
 
 // The GL fragment text of a unit.

@@ -15,13 +15,10 @@ tool="$(cd "$build_dir" 2>/dev/null && pwd)/tools/gen_tool/vorn_gen_tool"
 data="$source_dir/tests/data/gen"
 examples="$source_dir/examples"
 
-if [ ! -x "$tool" ]; then
-  echo "FAIL: $tool is missing; build the target vorn_gen_tool" >&2
-  exit 1
-fi
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 . "$source_dir/scripts/golden_tokens.sh"
+. "$source_dir/tests/scripts/lib/golden_common.sh"
+require_tool
+make_work
 
 failures=0
 count=0
@@ -37,8 +34,7 @@ for expected in "$data"/expected_ovl/examples/*.ovl; do
     failures=$((failures + 1))
     continue
   fi
-  if ! diff -u "$expected" "$work/printed.ovl"; then
-    echo "FAIL: $case_name: the printed export differs from its expected text" >&2
+  if ! matches_expected "$case_name: the printed export" "$expected" "$work/printed.ovl"; then
     failures=$((failures + 1))
     continue
   fi
@@ -71,12 +67,4 @@ for expected in "$data"/expected_ovl/examples/*.ovl; do
   done
 done
 
-if [ "$count" -eq 0 ]; then
-  echo "FAIL: no expected files in $data/expected_ovl/examples" >&2
-  exit 1
-fi
-if [ "$failures" -gt 0 ]; then
-  echo "$failures of $count export golden cases failed" >&2
-  exit 1
-fi
-echo "$count export golden cases passed"
+finish "$data/expected_ovl/examples" "export golden cases passed"

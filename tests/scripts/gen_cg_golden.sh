@@ -26,43 +26,11 @@ examples="$source_dir/examples"
 main_vertex="$source_dir/data/main_v.cg"
 main_fragment="$source_dir/data/main_vorn_nimbal_f.cg"
 
-if [ ! -x "$tool" ]; then
-  echo "FAIL: $tool is missing; build the target vorn_gen_tool" >&2
-  exit 1
-fi
-if ! command -v glslangValidator >/dev/null 2>&1; then
-  echo "FAIL: glslangValidator is not installed (package glslang-tools)" >&2
-  exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-
 . "$source_dir/scripts/golden_tokens.sh"
-
-case_arguments=()
-build_arguments() {
-  local case_name=$1 token words
-  IFS=. read -r -a words <<<"$case_name"
-  case_arguments=()
-  for token in base "${words[@]:1}"; do
-    local lines
-    lines=$(token_arguments "$token") || return 1
-    while IFS= read -r word; do case_arguments+=("$word"); done <<<"$lines"
-  done
-  case_arguments+=("complete_program=0")
-}
-
-generate() {
-  local directory=$1 input=$2 output=$3
-  (cd "$directory" && "$tool" --target Cg --program 0 "$input" "${case_arguments[@]}") >"$output" 2>"$work/stderr"
-  local status=$?
-  if [ "$status" -ne 0 ]; then
-    echo "FAIL: $input ${case_arguments[*]}: vorn_gen_tool exited with $status" >&2
-    cat "$work/stderr" >&2
-    return 1
-  fi
-}
+. "$source_dir/tests/scripts/lib/golden_common.sh"
+require_tool
+require_glslang
+make_work
 
 # The rewrite described above; the program's own text is otherwise left as it stands.
 to_hlsl() {
@@ -94,39 +62,17 @@ if ! compile "$work/main.vert" vert; then
   failures=$((failures + 1))
 fi
 
-# Every input has at least one case.
-for pair in "$data:$expected_dir" "$examples:$expected_dir/examples" "$data/expected_gl/inputs:$expected_dir/inputs"; do
-  inputs=${pair%%:*}
-  cases=${pair#*:}
-  for input in "$inputs"/*.ovl; do
-    [ -e "$input" ] || continue
-    name=$(basename "$input" .ovl)
-    if [ ! -f "$cases/$name.cg" ] && ! compgen -G "$cases/$name.*.cg" >/dev/null; then
-      echo "FAIL: $input has no expected Cg file in $cases" >&2
-      failures=$((failures + 1))
-    fi
-  done
-done
+check_every_input_has_a_case cg "$data:$expected_dir" "$examples:$expected_dir/examples" \
+  "$data/expected_gl/inputs:$expected_dir/inputs"
 
 run_case() {
   local expected=$1 directory=$2 case_name input
   case_name=$(basename "$expected" .cg)
-  input=$(case_input "$directory" "$case_name")
-  if [ ! -f "$directory/$input" ]; then
-    echo "FAIL: $case_name: no input $directory/$input" >&2
-    return 1
-  fi
-  build_arguments "$case_name" || return 1
-  generate "$directory" "$input" "$work/first" || return 1
-  generate "$directory" "$input" "$work/second" || return 1
-  if ! cmp -s "$work/first" "$work/second"; then
-    echo "FAIL: $case_name: two runs gave different output" >&2
-    return 1
-  fi
-  if ! diff -u "$expected" "$work/first"; then
-    echo "FAIL: $case_name differs from its expected output" >&2
-    return 1
-  fi
+  find_case_input "$directory" "$case_name" || return 1
+  build_case_arguments "$case_name" || return 1
+  run_tool_twice "$case_name" "$directory" "$work/first" \
+    --target Cg --program 0 "$input" "${case_arguments[@]}" complete_program=0 || return 1
+  matches_expected "$case_name" "$expected" "$work/first" || return 1
   # debug() is an intrinsic of the Cg fragment profiles; HLSL has none.
   { echo 'void debug(float4 value) { }'; cat "$main_fragment" "$expected"; } | to_hlsl >"$work/check.frag"
   if ! compile "$work/check.frag" frag; then
@@ -145,9 +91,4 @@ for expected in "$expected_dir"/*.cg "$expected_dir"/examples/*.cg "$expected_di
   run_case "$expected" "$directory" || failures=$((failures + 1))
 done
 
-if [ "$count" -eq 0 ]; then
-  echo "FAIL: no expected files in $expected_dir" >&2
-  exit 1
-fi
-echo "$((count - failures)) of $count Cg golden cases match and compile"
-[ "$failures" -eq 0 ]
+finish "$expected_dir" "Cg golden cases match and compile"

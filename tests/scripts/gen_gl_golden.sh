@@ -20,40 +20,11 @@ expected_dir="$data/expected_gl"
 examples="$source_dir/examples"
 companion="$source_dir/data/vorn_companion.glsl"
 
-if [ ! -x "$tool" ]; then
-  echo "FAIL: $tool is missing; build the target vorn_gen_tool" >&2
-  exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-
 . "$source_dir/scripts/golden_tokens.sh"
-
-case_arguments=()
-build_arguments() {
-  local case_name=$1 token words
-  IFS=. read -r -a words <<<"$case_name"
-  case_arguments=()
-  for token in base "${words[@]:1}"; do
-    local lines
-    lines=$(token_arguments "$token" no_debug) || return 1
-    while IFS= read -r word; do case_arguments+=("$word"); done <<<"$lines"
-  done
-}
-
-# Runs the tool from inside the input's directory, so that its imports are found there.
-generate() {
-  local directory=$1 input=$2 program=$3 output=$4
-  (cd "$directory" && "$tool" --target GL --program "$program" "$input" "${case_arguments[@]}") \
-    >"$output" 2>"$work/stderr"
-  local status=$?
-  if [ "$status" -ne 0 ]; then
-    echo "FAIL: $input ${case_arguments[*]}: vorn_gen_tool exited with $status" >&2
-    cat "$work/stderr" >&2
-    return 1
-  fi
-}
+. "$source_dir/tests/scripts/lib/golden_common.sh"
+require_tool
+require_glslang
+make_work
 
 # Depth peeling's sampler2DRect needs the rectangle-texture extension, which the generated text
 # leaves to the host; the copy that glslang reads enables it.
@@ -87,10 +58,6 @@ validate() {
   fi
 }
 
-if ! command -v glslangValidator >/dev/null 2>&1; then
-  echo "FAIL: glslangValidator is not installed (package glslang-tools)" >&2
-  exit 1
-fi
 if [ ! -f "$companion" ]; then
   echo "FAIL: the companion source $companion is missing" >&2
   exit 1
@@ -100,90 +67,26 @@ echo 'void main() { gl_FragColor = vec4(0.0); }' >"$work/stub.frag"
 
 failures=0
 count=0
-
-# The companion must define every function that the fragment text declares for it: a fragment
-# shader with those declarations (as a golden file holds them) calls each one and links.
-check_companion() {
-  local sample=$expected_dir/examples/phong.frag
-  if [ ! -f "$sample" ]; then
-    echo "FAIL: no $sample to take the library declarations from" >&2
-    return 1
-  fi
-  { sed -n '/^struct Ray {$/,/^mat4 transpose(mat4);$/p' "$sample"
-    cat <<'CALLS'
-void main()
-{
-  float f = 0.5; vec2 a = vec2(0.5); vec3 b = vec3(0.5); vec4 c = vec4(0.5);
-  float fi; vec2 ai; vec3 bi; vec4 ci;
-  float s1; float c1; vec2 s2; vec2 c2; vec3 s3; vec3 c3; vec4 s4; vec4 c4;
-  vec4 r = illumination(0.5, 0.5, 8.0);
-  r.x += log10(f) + log10(a).x + log10(b).x + log10(c).x;
-  r.x += modf(f, fi) + modf(a, ai).x + modf(b, bi).x + modf(c, ci).x;
-  r.x += round(f) + round(a).x + round(b).x + round(c).x;
-  r.x += saturate(f) + saturate(a).x + saturate(b).x + saturate(c).x;
-  sincos(f, s1, c1); sincos(a, s2, c2); sincos(b, s3, c3); sincos(c, s4, c4);
-  r.x += transpose(mat2(1.0))[0][0] + transpose(mat3(1.0))[0][0] + transpose(mat4(1.0))[0][0];
-  gl_FragColor = r;
-}
-CALLS
-  } >"$work/calls.frag"
-  if [ "$(grep -c ';$' "$work/calls.frag")" -lt 25 ]; then
-    echo "FAIL: the library declarations of $sample were not found" >&2
-    return 1
-  fi
-  if ! glslangValidator -d -l "$work/calls.frag" "$work/companion.frag" >"$work/glslang.companion" 2>&1; then
-    echo "FAIL: the companion source does not define every function that the fragment text declares" >&2
-    cat "$work/glslang.companion" >&2
-    return 1
-  fi
-  echo "the companion defines every declared function"
-}
-check_companion || failures=$((failures + 1))
-
-# Every input has at least one case.
-for pair in "$data:$expected_dir" "$examples:$expected_dir/examples" "$expected_dir/inputs:$expected_dir/inputs"; do
-  inputs=${pair%%:*}
-  cases=${pair#*:}
-  for input in "$inputs"/*.ovl; do
-    [ -e "$input" ] || continue
-    name=$(basename "$input" .ovl)
-    if [ ! -f "$cases/$name.frag" ] && ! compgen -G "$cases/$name.*.frag" >/dev/null; then
-      echo "FAIL: $input has no expected GL files in $cases" >&2
-      failures=$((failures + 1))
-    fi
-  done
-done
+# That the companion defines every function the fragment text declares is companion_glslang.sh's.
+check_every_input_has_a_case frag "$data:$expected_dir" "$examples:$expected_dir/examples" \
+  "$expected_dir/inputs:$expected_dir/inputs"
 
 run_case() {
   local expected_fragment=$1 directory=$2 case_name input expected_vertex program
   case_name=$(basename "$expected_fragment" .frag)
   expected_vertex="${expected_fragment%.frag}.vert"
-  input=$(case_input "$directory" "$case_name")
-  if [ ! -f "$directory/$input" ]; then
-    echo "FAIL: $case_name: no input $directory/$input" >&2
-    return 1
-  fi
+  find_case_input "$directory" "$case_name" || return 1
   if [ ! -f "$expected_vertex" ]; then
     echo "FAIL: $case_name: no expected vertex text $expected_vertex" >&2
     return 1
   fi
-  build_arguments "$case_name" || return 1
+  build_case_arguments "$case_name" no_debug || return 1
   for program in 0 1; do
-    generate "$directory" "$input" "$program" "$work/first.$program" || return 1
-    generate "$directory" "$input" "$program" "$work/second.$program" || return 1
-    if ! cmp -s "$work/first.$program" "$work/second.$program"; then
-      echo "FAIL: $case_name: two runs gave different program $program" >&2
-      return 1
-    fi
+    run_tool_twice "$case_name program $program" "$directory" "$work/first.$program" \
+      --target GL --program "$program" "$input" "${case_arguments[@]}" || return 1
   done
-  if ! diff -u "$expected_vertex" "$work/first.0"; then
-    echo "FAIL: $case_name: the vertex text differs from its expected output" >&2
-    return 1
-  fi
-  if ! diff -u "$expected_fragment" "$work/first.1"; then
-    echo "FAIL: $case_name: the fragment text differs from its expected output" >&2
-    return 1
-  fi
+  matches_expected "$case_name: the vertex text" "$expected_vertex" "$work/first.0" || return 1
+  matches_expected "$case_name: the fragment text" "$expected_fragment" "$work/first.1" || return 1
   validate "$case_name" "$expected_vertex" "$expected_fragment"
 }
 
@@ -196,9 +99,4 @@ for expected in "$expected_dir"/*.frag "$expected_dir"/examples/*.frag "$expecte
   run_case "$expected" "$directory" || failures=$((failures + 1))
 done
 
-if [ "$count" -eq 0 ]; then
-  echo "FAIL: no expected files in $expected_dir" >&2
-  exit 1
-fi
-echo "$((count - failures)) of $count GL golden cases match and validate"
-[ "$failures" -eq 0 ]
+finish "$expected_dir" "GL golden cases match and validate"

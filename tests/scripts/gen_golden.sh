@@ -8,45 +8,15 @@
 set -u
 
 build_dir=${1:?usage: gen_golden.sh BUILD_DIR SOURCE_DIR}
-source_dir=${2:?usage: gen_golden.sh BUILD_DIR SOURCE_DIR}
+source_dir=$(cd "${2:?usage: gen_golden.sh BUILD_DIR SOURCE_DIR}" && pwd)
 tool="$(cd "$build_dir" 2>/dev/null && pwd)/tools/gen_tool/vorn_gen_tool"
-data="$(cd "$source_dir" && pwd)/tests/data/gen"
-examples="$(cd "$source_dir" && pwd)/examples"
-
-if [ ! -x "$tool" ]; then
-  echo "FAIL: $tool is missing; build the target vorn_gen_tool" >&2
-  exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+data="$source_dir/tests/data/gen"
+examples="$source_dir/examples"
 
 . "$source_dir/scripts/golden_tokens.sh"
-
-# Fills the array case_arguments for a case name: the map, the base options, then each token's.
-case_arguments=()
-build_arguments() {
-  local case_name=$1 token words
-  IFS=. read -r -a words <<<"$case_name"
-  case_arguments=("annotation_map=$data/golden.axml")
-  for token in base "${words[@]:1}"; do
-    local lines
-    lines=$(token_arguments "$token") || return 1
-    while IFS= read -r word; do case_arguments+=("$word"); done <<<"$lines"
-  done
-}
-
-# Runs the tool from inside the input's directory, so that its imports are found there.
-generate() {
-  local directory=$1 input=$2 output=$3
-  (cd "$directory" && "$tool" "$input" "${case_arguments[@]}") >"$output" 2>"$work/stderr"
-  local status=$?
-  if [ "$status" -ne 0 ]; then
-    echo "FAIL: $input ${case_arguments[*]}: vorn_gen_tool exited with $status" >&2
-    cat "$work/stderr" >&2
-    return 1
-  fi
-}
+. "$source_dir/tests/scripts/lib/golden_common.sh"
+require_tool
+make_work
 
 # glslang's HLSL reader does not take these parts of an effect; they are cut or rewritten, and
 # each cut is named. Anything else that it rejects is a fault of the generator.
@@ -90,40 +60,17 @@ fi
 failures=0
 count=0
 
-# Every input has at least one case.
-for pair in "$data:$data/expected" "$examples:$data/expected/examples"; do
-  inputs=${pair%%:*}
-  cases=${pair#*:}
-  for input in "$inputs"/*.ovl; do
-    [ -e "$input" ] || continue
-    name=$(basename "$input" .ovl)
-    if [ ! -f "$cases/$name.fx" ] && ! compgen -G "$cases/$name.*.fx" >/dev/null; then
-      echo "FAIL: $input has no expected file in $cases" >&2
-      failures=$((failures + 1))
-    fi
-  done
-done
+check_every_input_has_a_case fx "$data:$data/expected" "$examples:$data/expected/examples"
 
 # One case: generate twice, compare, and compile the HLSL ones.
 run_case() {
   local expected=$1 directory=$2 case_name input
   case_name=$(basename "$expected" .fx)
-  input=$(case_input "$directory" "$case_name")
-  if [ ! -f "$directory/$input" ]; then
-    echo "FAIL: $case_name: no input $directory/$input" >&2
-    return 1
-  fi
-  build_arguments "$case_name" || return 1
-  generate "$directory" "$input" "$work/first" || return 1
-  generate "$directory" "$input" "$work/second" || return 1
-  if ! cmp -s "$work/first" "$work/second"; then
-    echo "FAIL: $case_name: two runs gave different output" >&2
-    return 1
-  fi
-  if ! diff -u "$expected" "$work/first"; then
-    echo "FAIL: $case_name differs from its expected output" >&2
-    return 1
-  fi
+  find_case_input "$directory" "$case_name" || return 1
+  build_case_arguments "$case_name" || return 1
+  case_arguments=("annotation_map=$data/golden.axml" "${case_arguments[@]}")
+  run_tool_twice "$case_name" "$directory" "$work/first" "$input" "${case_arguments[@]}" || return 1
+  matches_expected "$case_name" "$expected" "$work/first" || return 1
   if [[ " ${case_arguments[*]} " == *" format=HLSL "* ]]; then
     [ "$have_glslang" -eq 1 ] || return 1
     compile_hlsl "$case_name" "$expected" || return 1
@@ -138,9 +85,4 @@ for expected in "$data"/expected/*.fx "$data"/expected/examples/*.fx; do
   run_case "$expected" "$directory" || failures=$((failures + 1))
 done
 
-if [ "$count" -eq 0 ]; then
-  echo "FAIL: no expected files in $data/expected" >&2
-  exit 1
-fi
-echo "$((count - failures)) of $count FX golden files match"
-[ "$failures" -eq 0 ]
+finish "$data/expected" "FX golden files match"

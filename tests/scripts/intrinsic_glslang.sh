@@ -8,18 +8,12 @@
 set -u
 
 build_dir=${1:?usage: intrinsic_glslang.sh BUILD_DIR SOURCE_DIR}
+source_dir=$(cd "${2:?usage: intrinsic_glslang.sh BUILD_DIR SOURCE_DIR}" && pwd)
 tool="$(cd "$build_dir" 2>/dev/null && pwd)/tools/graph_tool/vorn_graph_tool"
-if [ ! -x "$tool" ]; then
-  echo "FAIL: $tool is missing; build the target vorn_graph_tool" >&2
-  exit 1
-fi
-if ! command -v glslangValidator >/dev/null 2>&1; then
-  echo "FAIL: glslangValidator is not installed (package glslang-tools)" >&2
-  exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+. "$source_dir/tests/scripts/lib/golden_common.sh"
+require_tool
+require_glslang
+make_work
 mkdir "$work/texts" "$work/hlsl"
 if ! "$tool" generate "$work/texts" 2>"$work/tool.log"; then
   echo "FAIL: vorn_graph_tool generate" >&2

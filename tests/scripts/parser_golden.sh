@@ -5,17 +5,12 @@
 set -u
 
 build_dir=${1:?usage: parser_golden.sh BUILD_DIR SOURCE_DIR}
-source_dir=${2:?usage: parser_golden.sh BUILD_DIR SOURCE_DIR}
+source_dir=$(cd "${2:?usage: parser_golden.sh BUILD_DIR SOURCE_DIR}" && pwd)
 tool="$(cd "$build_dir" 2>/dev/null && pwd)/tools/dump_tree/vorn_dump_tree"
-data="$(cd "$source_dir" && pwd)/tests/data/parser"
-
-if [ ! -x "$tool" ]; then
-  echo "FAIL: $tool is missing; build the target vorn_dump_tree" >&2
-  exit 1
-fi
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+data="$source_dir/tests/data/parser"
+. "$source_dir/tests/scripts/lib/golden_common.sh"
+require_tool
+make_work
 
 # Runs the tool on one input from inside the data directory, so that messages name the file
 # without a path. Exit codes 0 and 1 are results; anything else is a crash.
@@ -55,9 +50,4 @@ for input in "$data"/*.ovl; do
   fi
 done
 
-if [ "$count" -eq 0 ]; then
-  echo "FAIL: no inputs in $data" >&2
-  exit 1
-fi
-echo "$((count - failures)) of $count parser golden files match"
-[ "$failures" -eq 0 ]
+finish "$data" "parser golden files match"

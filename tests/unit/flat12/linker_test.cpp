@@ -18,7 +18,7 @@
 #include "graph/graph_library.h"
 #include "graph/graph_node.h"
 #include "graph/node_class.h"
-#include "support/test_support.h"
+#include "support/text_support.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/diagnostics.h"
 #include "syntax_tree/source_printer.h"
@@ -32,6 +32,7 @@ using namespace QZ;
 using namespace QZ::GRAPH;
 using QZ::SYNTAX_TREE::Compilation_unit;
 using link_test::expect_valid;
+using vorn_test::count_of;
 
 namespace {
 
@@ -49,14 +50,6 @@ struct Graph {
 };
 
 std::string tree(const Compilation_unit& unit) { return SYNTAX_TREE::tree_text(unit.tree()); }
-
-size_t count_of(const std::string& text, const std::string& part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
-        ++count;
-    return count;
-}
 
 void set_color(Graph_node* node, const char* input, float r, float g, float b, float a)
 {

@@ -12,6 +12,7 @@
 #include "graph/graph_library.h"
 #include "graph/graph_node.h"
 #include "graph/node_class.h"
+#include "support/text_support.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/st_node.h"
 #include "syntax_tree/tree_printer.h"
@@ -22,6 +23,7 @@ using namespace QZ;
 using namespace QZ::GRAPH;
 using QZ::SYNTAX_TREE::Compilation_unit;
 using link_test::expect_valid;
+using vorn_test::count_of;
 
 namespace {
 
@@ -48,14 +50,6 @@ FLAT12::Export_settings with_lights(Graph_library& library, std::initializer_lis
 }
 
 std::string tree(const Compilation_unit& unit) { return SYNTAX_TREE::tree_text(unit.tree()); }
-
-size_t count_of(const std::string& text, const std::string& part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
-        ++count;
-    return count;
-}
 
 // What no exported unit may hold: a light loop (with a light list given) or an environment lookup
 // other than a trace without a ray, which stays as it is.

@@ -86,43 +86,90 @@ Error_record error_of(const std::string& source)
 
 }  // namespace
 
-TEST(Ovrel_preprocessor, object_macros_define_redefine_undef)
+// Sources and the token texts they expand to, group by group.
+TEST(Ovrel_preprocessor, macros_and_conditional_blocks_expand_as_listed)
 {
-    EXPECT_EQ(expand("#define A 1\nA + A"), "1 + 1");
-    EXPECT_EQ(expand("#define A 1\n#define A 2\nA"), "2");
-    EXPECT_EQ(expand("#define A 1 2\n#define A\n[A]"), "[ ]");  // the old body goes
-    EXPECT_EQ(expand("#define A 1\n#undef A\nA"), "A");
-    EXPECT_EQ(expand("#undef NEVER\nx"), "x");
-    // Bodies are kept unexpanded and expanded at each use.
-    EXPECT_EQ(expand("#define B 1\n#define A B\n#undef B\nA"), "B");
-    // No check that a name is an identifier.
-    EXPECT_EQ(expand("#define 1 2\n1"), "2");
-    // A macro without parameters reads nothing, even when defined with ().
-    EXPECT_EQ(expand("#define A() 5\nA()"), "5 ( )");
-}
-
-TEST(Ovrel_preprocessor, macros_with_parameters)
-{
-    EXPECT_EQ(expand("#define ADD(a, b) a + b\nADD(x, (y, f(z)))"), "x + ( y , f ( z ) )");
-    EXPECT_EQ(expand("#define F(a) [a]\nF()"), "[ ]");
-    EXPECT_EQ(expand("#define F(a, b) b a\nF(1,\n2)"), "2 1");
-    // Arguments are not expanded before substitution but on the rescan.
-    EXPECT_EQ(expand("#define ONE 1\n#define ID(x) x\nID(ONE)"), "1");
-    EXPECT_EQ(expand("#define ID(x) x\n#define ONE 1\nID(ID(ONE))"), "ID ( 1 )");
-    // `#define A (1)` is a macro with one parameter named "1" and an empty body.
-    EXPECT_EQ(expand("#define A (1)\nx A(7) y"), "x y");
-    // A "(" on a later line doesn't open a parameter list.
-    EXPECT_EQ(expand("#define A\n(x)"), "( x )");
-    EXPECT_EQ(expand("#define F(a,) a\nF(3)"), "3");
-}
-
-TEST(Ovrel_preprocessor, nested_and_recursive_macros)
-{
-    EXPECT_EQ(expand("#define A B\n#define B C\nA"), "C");
-    EXPECT_EQ(expand("#define A A + 1\nA"), "A + 1");
-    EXPECT_EQ(expand("#define A B\n#define B A\nA B"), "A B");
-    EXPECT_EQ(expand("#define X X\nX X"), "X X");
-    EXPECT_EQ(expand("#define F(x) G(x) x\n#define G(y) F(y) y\nF(1)"), "F ( 1 ) 1 1");
+    const std::pair<const char*, const char*> cases[] = {
+        // Object macros: define, redefine, undef.
+        {"#define A 1\nA + A", "1 + 1"},
+        {"#define A 1\n#define A 2\nA", "2"},
+        {"#define A 1 2\n#define A\n[A]", "[ ]"},  // the old body goes
+        {"#define A 1\n#undef A\nA", "A"},
+        {"#undef NEVER\nx", "x"},
+        // Bodies are kept unexpanded and expanded at each use.
+        {"#define B 1\n#define A B\n#undef B\nA", "B"},
+        // No check that a name is an identifier.
+        {"#define 1 2\n1", "2"},
+        // A macro without parameters reads nothing, even when defined with ().
+        {"#define A() 5\nA()", "5 ( )"},
+        // Macros with parameters.
+        {"#define ADD(a, b) a + b\nADD(x, (y, f(z)))", "x + ( y , f ( z ) )"},
+        {"#define F(a) [a]\nF()", "[ ]"},
+        {"#define F(a, b) b a\nF(1,\n2)", "2 1"},
+        // Arguments are not expanded before substitution but on the rescan.
+        {"#define ONE 1\n#define ID(x) x\nID(ONE)", "1"},
+        {"#define ID(x) x\n#define ONE 1\nID(ID(ONE))", "ID ( 1 )"},
+        // `#define A (1)` is a macro with one parameter named "1" and an empty body.
+        {"#define A (1)\nx A(7) y", "x y"},
+        // A "(" on a later line doesn't open a parameter list.
+        {"#define A\n(x)", "( x )"},
+        {"#define F(a,) a\nF(3)", "3"},
+        // Nested and recursive macros.
+        {"#define A B\n#define B C\nA", "C"},
+        {"#define A A + 1\nA", "A + 1"},
+        {"#define A B\n#define B A\nA B", "A B"},
+        {"#define X X\nX X", "X X"},
+        {"#define F(x) G(x) x\n#define G(y) F(y) y\nF(1)", "F ( 1 ) 1 1"},
+        // A backslash continues a definition.
+        {"#define A 1 \\\n + 2\nA", "1 + 2"},
+        // Mid-line too: it adds one line to the body, wherever it stands.
+        {"#define A 1 \\ 2\n3\n4\nA", "4 1 2 3"},
+        {"#define A 1 \\\n2 \\\n3\nA", "1 2 3"},
+        // Straight after the name or the parameter list.
+        {"#define A \\\n 7\nA", "7"},
+        {"#define F(x) \\\n x x\nF(2)", "2 2"},
+        // Without one, the next line is not part of the body.
+        {"#define A 1\n+ 2\nA", "+ 2 1"},
+        // #ifdef, #ifndef and #else.
+        {"#ifdef A\nx\n#else\ny\n#endif", "y"},
+        {"#define A\n#ifdef A\nx\n#else\ny\n#endif", "x"},
+        {"#ifndef A\nx\n#else\ny\n#endif", "x"},
+        {"#define A\n#ifndef A\nx\n#else\ny\n#endif z", "y z"},
+        // Nested blocks inside a skipped branch are counted, their #else ignored.
+        {"#ifdef NO\n#ifdef X\na\n#else\nb\n#endif\nc\n#else\nd\n#endif", "d"},
+        {"#define YES\n#ifdef YES\n#ifdef NO\na\n#else\nb\n#endif\nc\n#else\nd\n#endif", "b c"},
+        // A skipped block may hold any directive word.
+        {"#ifdef NO\n#foo bar\n#if 1/0\n#endif\n#endif\nx", "x"},
+        // A #if left open while its branch is read ends quietly with the file.
+        {"#ifndef A\nx", "x"},
+        // #elif chains.
+        {"#if 0\na\n#elif 0\nb\n#elif 1\nc\n#else\nd\n#endif", "c"},
+        {"#if 0\na\n#elif 0\nb\n#else\nd\n#endif", "d"},
+        // After a taken branch #elif is skipped unevaluated: 1/0 would be error 39.
+        {"#if 1\na\n#elif 1/0\nb\n#endif", "a"},
+        {"#if 1\na\n#elif UNDEFINED\nb\n#else\nc\n#endif", "a"},
+        // Two #else in one block: met in the forward skip of a taken branch, the first wins;
+        {"#if 1\na\n#else\nb\n#else\nc\n#endif", "a"},
+        // taken from a skip, the second ends that branch.
+        {"#if 0\na\n#else\nb\n#else\nc\n#endif", "b"},
+        // #if with macros and defined.
+        {"#define N 3\n#if N * 2 == 6\nyes\n#endif", "yes"},
+        {"#if defined(FOO)\nyes\n#else\nno\n#endif", "no"},
+        {"#define FOO\n#if defined(FOO)\nyes\n#else\nno\n#endif", "yes"},
+        // `!` doesn't negate, so !defined(FOO) holds when FOO is defined.
+        {"#define FOO\n#if !defined(FOO)\nyes\n#else\nno\n#endif", "yes"},
+        {"#if !defined(FOO)\nyes\n#else\nno\n#endif", "no"},
+        // Only defined(NAME) works: the token after `defined` is dropped and the next one is
+        // taken as the name.
+        {"#define FOO\n#if defined FOO FOO x\nyes\n#endif", "yes"},
+        {"#define FOO\n#if defined FOO BAR x\nyes\n#endif", ""},
+        // `defined` is an ordinary word outside #if.
+        {"defined(X)", "defined ( X )"},
+        // A macro's body is rescanned inside #if, `defined` included.
+        {"#define FOO\n#define HAVE(x) defined(x)\n#if HAVE(FOO)\nyes\n#endif", "yes"},
+    };
+    for (const auto& [source, expected] : cases)
+        EXPECT_EQ(expand(source), expected) << source;
     // A call inside a body can't take its arguments from the text after the body.
     EXPECT_EQ(error_of("#define F(x) x\n#define G F\nG(1)").number, 36u);
 }
@@ -170,19 +217,6 @@ TEST(Ovrel_preprocessor, expanded_tokens_stand_at_the_call)
     }
 }
 
-TEST(Ovrel_preprocessor, backslash_continues_a_definition)
-{
-    EXPECT_EQ(expand("#define A 1 \\\n + 2\nA"), "1 + 2");
-    // Mid-line too: it adds one line to the body, wherever it stands.
-    EXPECT_EQ(expand("#define A 1 \\ 2\n3\n4\nA"), "4 1 2 3");
-    EXPECT_EQ(expand("#define A 1 \\\n2 \\\n3\nA"), "1 2 3");
-    // Straight after the name or the parameter list.
-    EXPECT_EQ(expand("#define A \\\n 7\nA"), "7");
-    EXPECT_EQ(expand("#define F(x) \\\n x x\nF(2)"), "2 2");
-    // Without one, the next line is not part of the body.
-    EXPECT_EQ(expand("#define A 1\n+ 2\nA"), "+ 2 1");
-}
-
 TEST(Ovrel_preprocessor, definition_on_the_last_line_keeps_eof_out)
 {
     std::string text = "x\n#define A 1 2";
@@ -228,38 +262,6 @@ TEST(Ovrel_preprocessor, directives_only_at_the_start_of_a_line)
     EXPECT_EQ(expand("#define F(a, b) a b\nF(1,\n2) #define X 9\nX"), "1 2 9");
 }
 
-TEST(Ovrel_preprocessor, ifdef_ifndef_else)
-{
-    EXPECT_EQ(expand("#ifdef A\nx\n#else\ny\n#endif"), "y");
-    EXPECT_EQ(expand("#define A\n#ifdef A\nx\n#else\ny\n#endif"), "x");
-    EXPECT_EQ(expand("#ifndef A\nx\n#else\ny\n#endif"), "x");
-    EXPECT_EQ(expand("#define A\n#ifndef A\nx\n#else\ny\n#endif z"), "y z");
-    // Nested blocks inside a skipped branch are counted, their #else ignored.
-    EXPECT_EQ(expand("#ifdef NO\n#ifdef X\na\n#else\nb\n#endif\nc\n#else\nd\n#endif"), "d");
-    EXPECT_EQ(expand("#define YES\n#ifdef YES\n#ifdef NO\na\n#else\nb\n#endif\nc\n#else\nd\n#endif"), "b c");
-    // A skipped block may hold any directive word.
-    EXPECT_EQ(expand("#ifdef NO\n#foo bar\n#if 1/0\n#endif\n#endif\nx"), "x");
-    // A #if left open while its branch is read ends quietly with the file.
-    EXPECT_EQ(expand("#ifndef A\nx"), "x");
-}
-
-TEST(Ovrel_preprocessor, elif_chains)
-{
-    EXPECT_EQ(expand("#if 0\na\n#elif 0\nb\n#elif 1\nc\n#else\nd\n#endif"), "c");
-    EXPECT_EQ(expand("#if 0\na\n#elif 0\nb\n#else\nd\n#endif"), "d");
-    // After a taken branch #elif is skipped unevaluated: 1/0 would be error 39.
-    EXPECT_EQ(expand("#if 1\na\n#elif 1/0\nb\n#endif"), "a");
-    EXPECT_EQ(expand("#if 1\na\n#elif UNDEFINED\nb\n#else\nc\n#endif"), "a");
-}
-
-TEST(Ovrel_preprocessor, two_else_in_one_block)
-{
-    // Met in the forward skip of a taken branch.
-    EXPECT_EQ(expand("#if 1\na\n#else\nb\n#else\nc\n#endif"), "a");
-    // Taken from a skip, the second ends that branch.
-    EXPECT_EQ(expand("#if 0\na\n#else\nb\n#else\nc\n#endif"), "b");
-}
-
 TEST(Ovrel_preprocessor, if_expression_values)
 {
     auto holds = [](const std::string& expression) {
@@ -294,24 +296,6 @@ TEST(Ovrel_preprocessor, if_expression_values)
     EXPECT_TRUE(holds("!1"));
     EXPECT_FALSE(holds("!0"));
     EXPECT_TRUE(holds("+3"));
-}
-
-TEST(Ovrel_preprocessor, if_with_macros_and_defined)
-{
-    EXPECT_EQ(expand("#define N 3\n#if N * 2 == 6\nyes\n#endif"), "yes");
-    EXPECT_EQ(expand("#if defined(FOO)\nyes\n#else\nno\n#endif"), "no");
-    EXPECT_EQ(expand("#define FOO\n#if defined(FOO)\nyes\n#else\nno\n#endif"), "yes");
-    // `!` doesn't negate, so !defined(FOO) holds when FOO is defined.
-    EXPECT_EQ(expand("#define FOO\n#if !defined(FOO)\nyes\n#else\nno\n#endif"), "yes");
-    EXPECT_EQ(expand("#if !defined(FOO)\nyes\n#else\nno\n#endif"), "no");
-    // Only defined(NAME) works: the token after `defined` is dropped and the next one is
-    // taken as the name.
-    EXPECT_EQ(expand("#define FOO\n#if defined FOO FOO x\nyes\n#endif"), "yes");
-    EXPECT_EQ(expand("#define FOO\n#if defined FOO BAR x\nyes\n#endif"), "");
-    // `defined` is an ordinary word outside #if.
-    EXPECT_EQ(expand("defined(X)"), "defined ( X )");
-    // A macro's body is rescanned inside #if, `defined` included.
-    EXPECT_EQ(expand("#define FOO\n#define HAVE(x) defined(x)\n#if HAVE(FOO)\nyes\n#endif"), "yes");
 }
 
 TEST(Ovrel_preprocessor, if_failures_are_error_39)

@@ -4,16 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <initializer_list>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "back12/generated_shader.h"
 #include "back12/generator_input.h"
 #include "compiler/mod_compiler.h"
 #include "gen_cg/cg_code_generator.h"
 #include "gen_cg/cg_code_generator_plugin.h"
+#include "support/generator_support.h"
 #include "support/test_support.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/st_node.h"
@@ -24,59 +23,29 @@ using QZ::GEN_CG::Cg_code_generator;
 
 namespace {
 
-using Attributes = std::initializer_list<std::pair<const char*, const char*>>;
+using namespace vorn_test;
 
-std::unique_ptr<SYNTAX_TREE::Compilation_unit> compile(const std::string& source)
+std::unique_ptr<SYNTAX_TREE::Compilation_unit> compile_clean_unit(const std::string& source)
 {
-    SYNTAX_TREE::Error_list errors;
-    std::unique_ptr<SYNTAX_TREE::Compilation_unit> unit(
-        COMPILER::mod_compiler->compile_text("cg_test.ovl", source.c_str(), &errors));
-    EXPECT_TRUE(errors.empty() && unit && unit->errors().empty()) << "the test source has errors";
-    return unit;
+    return compile_clean(source, true);
 }
 
-COMPILER::Compile_options options_of(Attributes attributes, int32_t shader_type = COMPILER::SHADER_SURFACE,
-                                     uint8_t complete_program = 0)
+std::string generate(SYNTAX_TREE::Compilation_unit* unit, const COMPILER::Compile_options& options,
+                     const BACK12::Debug_display& debug = BACK12::Debug_display())
 {
-    COMPILER::Compile_options options;
-    options.shader_type = shader_type;
-    options.complete_program = complete_program;
-    for (const auto& attribute : attributes)
-        options.attributes[attribute.first] = attribute.second;
-    return options;
-}
-
-std::string cg_text(const std::string& source, Attributes attributes = {},
-                     int32_t shader_type = COMPILER::SHADER_SURFACE)
-{
-    auto unit = compile(source);
-    if (!unit)
-        return std::string();
-    COMPILER::Compile_options options = options_of(attributes, shader_type);
     BACK12::Generator_input input;
-    EXPECT_TRUE(BACK12::build_generator_input(unit.get(), options, input));
+    EXPECT_TRUE(BACK12::build_generator_input(unit, options, input, debug));
     Cg_code_generator generator(input, options);
     generator.generate();
     return generator.get_text();
 }
 
-std::string shader(const std::string& body, const std::string& inputs = "",
-                   const std::string& outputs = "Color result;")
+// A component unless the options say otherwise.
+std::string cg_text(const std::string& source, Attributes attributes = {},
+                    int32_t shader_type = COMPILER::SHADER_SURFACE)
 {
-    return "shader S {\ninput:\n" + inputs + "\noutput:\n" + outputs + "\nvoid main() {\n" + body + "\n}\n};\n";
-}
-
-bool contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-size_t count_of(const std::string& text, const std::string& part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
+    auto unit = compile_clean(source, true);
+    return unit ? generate(unit.get(), options_of(attributes, shader_type, 0)) : std::string();
 }
 
 // The "shader" path set to one directory for the life of the object; the old lists come back.
@@ -121,7 +90,7 @@ TEST(CgPrograms, MainFilesStandBeforeTheGeneratedTextAndOnlyInAWholeProgram)
     write_file(directory + "/main_v.cg", "// vertex main\n");
     write_file(directory + "/main_vorn_nimbal_f.cg", "// fragment main\n");
     Shader_path path(directory);
-    auto unit = compile(shader("result = Color(1, 0, 0, 1);"));
+    auto unit = compile_clean_unit(shader("result = Color(1, 0, 0, 1);"));
     ASSERT_TRUE(unit);
 
     auto whole = generate_result(unit.get(), 1);
@@ -143,7 +112,7 @@ TEST(CgPrograms, MainFilesStandBeforeTheGeneratedTextAndOnlyInAWholeProgram)
 
 TEST(CgPrograms, AMissingMainFileLogsAndGivesNull)
 {
-    auto unit = compile(shader("result = Color(1, 0, 0, 1);"));
+    auto unit = compile_clean_unit(shader("result = Color(1, 0, 0, 1);"));
     ASSERT_TRUE(unit);
     std::string only_fragment = vorn_test::make_temp_dir("cg_only_fragment");
     write_file(only_fragment + "/main_vorn_nimbal_f.cg", "// fragment main\n");
@@ -259,25 +228,14 @@ TEST(CgMessages, SampleLoopsAndLightIteratorArguments)
     // The body runs once with the iterator's constant.
     EXPECT_TRUE(contains(text, "total += 0.0;"));
 
-    auto unit = compile(shader("Light_iterator l = Light_iterator();\nresult = Color(1, 1, 1, 1);"));
+    auto unit = compile_clean_unit(shader("Light_iterator l = Light_iterator();\nresult = Color(1, 1, 1, 1);"));
     ASSERT_TRUE(unit);
-    SYNTAX_TREE::St_node* body = unit->shader_at(0)->main_method->find_child(SYNTAX_TREE::NODE_STATEMENT_BLOCK);
-    SYNTAX_TREE::St_node* call =
-        body->first_child->find_child(SYNTAX_TREE::NODE_INIT_IDENTIFIER_LIST)->first_child->first_child;
+    SYNTAX_TREE::St_node* call = first_initialiser(main_body(*unit));
     ASSERT_NE(call, nullptr);
-    SYNTAX_TREE::St_node* arguments = call->find_child(SYNTAX_TREE::NODE_FUNCTION_CALL_PARAMETERS);
-    if (!arguments) {
-        arguments = new SYNTAX_TREE::St_node(SYNTAX_TREE::NODE_FUNCTION_CALL_PARAMETERS, call->file);
-        call->add_child(arguments);
-    }
-    arguments->add_child(new SYNTAX_TREE::St_node(SYNTAX_TREE::NODE_INT_CONSTANT, call->file, "1"));
-    COMPILER::Compile_options options = options_of({});
-    BACK12::Generator_input input;
-    ASSERT_TRUE(BACK12::build_generator_input(unit.get(), options, input));
-    Cg_code_generator generator(input, options);
-    generator.generate();
-    EXPECT_TRUE(contains(generator.get_text(), "qzsLightOut l = qzsLightOut(float3(0,0,0), float4(0,0,0,0), "
-                                               "float4(0,0,0,0),0, 0, float3(0,0,0), 0, float4(0,0,0,0), 0);"));
+    add_int_argument(call);
+    std::string built = generate(unit.get(), options_of({}, COMPILER::SHADER_SURFACE, 0));
+    EXPECT_TRUE(contains(built, "qzsLightOut l = qzsLightOut(float3(0,0,0), float4(0,0,0,0), "
+                                "float4(0,0,0,0),0, 0, float3(0,0,0), 0, float4(0,0,0,0), 0);"));
     EXPECT_TRUE(log.contains("Light_iterator parameters not supported"));
 }
 
@@ -294,9 +252,9 @@ public:
 
 TEST(CgTypes, InterfaceMarkedTypesPrintAsTheirInterface)
 {
-    auto unit = compile(shader("result = Color(1, 1, 1, 1);"));
+    auto unit = compile_clean_unit(shader("result = Color(1, 1, 1, 1);"));
     ASSERT_TRUE(unit);
-    COMPILER::Compile_options options = options_of({});
+    COMPILER::Compile_options options = options_of({}, COMPILER::SHADER_SURFACE, 0);
     BACK12::Generator_input input;
     ASSERT_TRUE(BACK12::build_generator_input(unit.get(), options, input));
     Type_names names(input, options);
@@ -311,19 +269,14 @@ TEST(CgTypes, InterfaceMarkedTypesPrintAsTheirInterface)
 
 TEST(CgDebug, TheWatchedValueShowsBeforeTheReturnByItsType)
 {
-    auto unit = compile(shader("Scalar weights[3];\nweights[0] = 0.5; weights[1] = 0.25; weights[2] = 1.0;\n"
+    auto unit = compile_clean_unit(shader("Scalar weights[3];\nweights[0] = 0.5; weights[1] = 0.25; weights[2] = 1.0;\n"
                                "Vector3 v = Vector3(1, 0, 0);\nresult = Color(v, weights[1]);"));
     ASSERT_TRUE(unit);
-    COMPILER::Compile_options options = options_of({});
     auto watched = [&](const char* name) {
         BACK12::Debug_display debug;
         debug.name = name;
         debug.index = 0;
-        BACK12::Generator_input input;
-        EXPECT_TRUE(BACK12::build_generator_input(unit.get(), options, input, debug));
-        Cg_code_generator generator(input, options);
-        generator.generate();
-        return std::string(generator.get_text());
+        return generate(unit.get(), options_of({}, COMPILER::SHADER_SURFACE, 0), debug);
     };
     EXPECT_TRUE(contains(watched("weights[2]"), "\t\tdebug(weights[2]);\n\t\treturn result;\n"));
     EXPECT_TRUE(contains(watched("v"), "\t\tdebug(float4(abs(fmod(((v)*0.5)+0.5, 1)), 1));\n"));

@@ -3,16 +3,15 @@
 // robustness on trees that the passes would not make.
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "back12/generated_shader.h"
 #include "back12/generator_input.h"
 #include "compiler/mod_compiler.h"
 #include "gen_fx/fx_code_generator.h"
 #include "gen_fx/fx_text.h"
+#include "support/generator_support.h"
 #include "support/test_support.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/st_node.h"
@@ -24,28 +23,14 @@ using QZ::SYNTAX_TREE::St_node;
 
 namespace {
 
-using Attributes = std::initializer_list<std::pair<const char*, const char*>>;
+using namespace vorn_test;
 
-std::unique_ptr<SYNTAX_TREE::Compilation_unit> compile(const std::string& source)
-{
-    SYNTAX_TREE::Error_list errors;
-    std::unique_ptr<SYNTAX_TREE::Compilation_unit> unit(
-        COMPILER::mod_compiler->compile_text("fx_test.ovl", source.c_str(), &errors));
-    EXPECT_TRUE(errors.empty()) << "the test source has errors";
-    return unit;
-}
-
-// A whole surface program unless the attributes or the record say otherwise. The annotation
-// map is one that no search path holds, so that no installed map changes the text.
-COMPILER::Compile_options options_of(Attributes attributes, int32_t shader_type = COMPILER::SHADER_SURFACE,
+// The annotation map is one that no search path holds, so that no installed map changes the text.
+COMPILER::Compile_options fx_options(Attributes attributes, int32_t shader_type = COMPILER::SHADER_SURFACE,
                                      uint8_t complete_program = 1)
 {
-    COMPILER::Compile_options options;
-    options.shader_type = shader_type;
-    options.complete_program = complete_program;
-    options.attributes["annotation_map"] = "no_such_map.axml";
-    for (const auto& attribute : attributes)
-        options.attributes[attribute.first] = attribute.second;
+    COMPILER::Compile_options options = options_of(attributes, shader_type, complete_program);
+    options.attributes.emplace("annotation_map", "no_such_map.axml");
     return options;
 }
 
@@ -61,37 +46,11 @@ std::string generate(SYNTAX_TREE::Compilation_unit* unit, const COMPILER::Compil
 
 std::string generate(const std::string& source, Attributes attributes = {})
 {
-    auto unit = compile(source);
-    return unit ? generate(unit.get(), options_of(attributes)) : std::string();
+    auto unit = compile_clean(source);
+    return unit ? generate(unit.get(), fx_options(attributes)) : std::string();
 }
 
-// A shader whose main is body, with inputs and outputs as given.
-std::string shader(const std::string& body, const std::string& inputs = "",
-                   const std::string& outputs = "Color result;")
-{
-    return "shader S {\ninput:\n" + inputs + "\noutput:\n" + outputs + "\nvoid main() {\n" + body + "\n}\n};\n";
-}
-
-bool contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-size_t count_of(const std::string& text, const std::string& part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
-        ++count;
-    return count;
-}
-
-// The root function's text.
-std::string root_of(const std::string& text)
-{
-    size_t start = text.find("float4 S_eval(State state)");
-    size_t end = text.find("\n}\n", start);
-    return start == std::string::npos ? std::string() : text.substr(start, end - start);
-}
+std::string root_of(const std::string& text) { return function_text(text, "float4 S_eval(State state)"); }
 
 }  // namespace
 
@@ -308,13 +267,6 @@ TEST(FxSkeleton, BannerIsSixLinesOf79Characters)
     EXPECT_EQ(text[start], '\n');
 }
 
-TEST(FxSkeleton, NoStateReadStillHasPosition)
-{
-    std::string text = generate(shader("result = Color(1, 1, 1, 1);"));
-    EXPECT_TRUE(contains(text, "\tfloat3 position : TEXCOORD0;\n"));
-    EXPECT_TRUE(contains(text, "\tstate.position = fs_in.position;\n"));
-}
-
 TEST(FxSkeleton, HlslIgnoresTwoSidedAndInterfaces)
 {
     std::string source = shader("Bool back = backside;\nresult = Color(normal, 1);");
@@ -324,9 +276,11 @@ TEST(FxSkeleton, HlslIgnoresTwoSidedAndInterfaces)
     EXPECT_TRUE(contains(root_of(forced), "bool back = false;"));
 }
 
-TEST(FxSkeleton, WholeProgramDeclaresTheVertexTransforms)
+TEST(FxSkeleton, WholeProgramDeclaresTheVertexTransformsAndPositionWithoutStateReads)
 {
     std::string text = generate(shader("result = Color(1, 1, 1, 1);"));
+    EXPECT_TRUE(contains(text, "\tfloat3 position : TEXCOORD0;\n"));
+    EXPECT_TRUE(contains(text, "\tstate.position = fs_in.position;\n"));
     EXPECT_TRUE(contains(text, "float4x4 __object_to_camera;\nfloat4x4 __object_to_raster;\n"
                                "float4x4 __camera_to_object;\n"));
     EXPECT_FALSE(contains(text, "__object_to_world"));
@@ -335,8 +289,8 @@ TEST(FxSkeleton, WholeProgramDeclaresTheVertexTransforms)
     EXPECT_TRUE(contains(generate(shader("result = Color(1, 1, 1, 1);"), {{"screen_space_vertices", "true"}}),
                          "float4x4 __raster_to_camera;"));
 
-    auto unit = compile(shader("result = Color(1, 1, 1, 1);"));
-    std::string component = generate(unit.get(), options_of({}, COMPILER::SHADER_ENVIRONMENT, 0));
+    auto unit = compile_clean(shader("result = Color(1, 1, 1, 1);"));
+    std::string component = generate(unit.get(), fx_options({}, COMPILER::SHADER_ENVIRONMENT, 0));
     EXPECT_FALSE(contains(component, "__object_to_camera"));
     EXPECT_TRUE(contains(component, "struct S : IColor\n{\n"));
     EXPECT_TRUE(contains(component, "\tfloat4 eval(State state)\n"));
@@ -365,8 +319,8 @@ TEST(FxSkeleton, StateStructHoldsWhatTheFragmentMainWrites)
 
 TEST(FxSkeleton, LightComponentDeclaresItsValuesAsMembers)
 {
-    auto unit = compile(shader("light_color = Color(1, 1, 1, 1);", "", "Color light_color;"));
-    std::string text = generate(unit.get(), options_of({}, COMPILER::SHADER_LIGHT, 0));
+    auto unit = compile_clean(shader("light_color = Color(1, 1, 1, 1);", "", "Color light_color;"));
+    std::string text = generate(unit.get(), fx_options({}, COMPILER::SHADER_LIGHT, 0));
     EXPECT_TRUE(contains(text, "struct S : ILight\n{\n\tfloat3 __light_position;\n\tfloat3 __light_direction;\n"
                                "\tint __light_type;\n"));
     EXPECT_TRUE(contains(text, "\tLight_iterator eval(State state)\n"));
@@ -377,11 +331,11 @@ TEST(FxSkeleton, LightComponentDeclaresItsValuesAsMembers)
 
 TEST(FxDebug, MatrixRowComesFromTheNameSuffix)
 {
-    auto unit = compile(shader("Matrix4x4 m = object_to_world;\nresult = Color(1, 1, 1, 1);"));
+    auto unit = compile_clean(shader("Matrix4x4 m = object_to_world;\nresult = Color(1, 1, 1, 1);"));
     BACK12::Debug_display debug;
     debug.name = "m[2]";
     debug.index = 0;
-    std::string root = root_of(generate(unit.get(), options_of({}), debug));
+    std::string root = root_of(generate(unit.get(), fx_options({}), debug));
     EXPECT_TRUE(contains(root, "\tif (!__debug_generated_flag && __debug_use_discard) discard;\n"
                                "\tif (__debug_map_to_color) debug(float4(abs(determinant(m)), 0, 0, 1));\n"
                                "\telse debug(m[2]);\n\treturn result;"))
@@ -392,15 +346,15 @@ TEST(FxDebug, WatchOnlyInLoopsAndNotInHlsl)
 {
     std::string source = shader("Scalar s = 0.0;\ns = 1.0;\nfor (Int i = 0; i < 2; i++) s += 1.0;\n"
                                 "result = Color(s, s, s, 1);");
-    auto unit = compile(source);
+    auto unit = compile_clean(source);
     BACK12::Debug_display debug;
     debug.name = "s";
     debug.index = 1;
-    std::string cgfx = root_of(generate(unit.get(), options_of({}), debug));
+    std::string cgfx = root_of(generate(unit.get(), fx_options({}), debug));
     EXPECT_EQ(count_of(cgfx, "__debug_loop_count++==__debug_loop_break"), 1u);
     // A single statement body gets braces, so the watch stays in the loop.
     EXPECT_TRUE(contains(cgfx, "for (int i = 0; i < 2; i++)\n\t{\n\t\ts += 1.0;\n\t\tif (__debug_loop_count++"));
-    std::string hlsl = root_of(generate(unit.get(), options_of({{"format", "HLSL"}}), debug));
+    std::string hlsl = root_of(generate(unit.get(), fx_options({{"format", "HLSL"}}), debug));
     EXPECT_EQ(count_of(hlsl, "__debug_loop_count"), 0u);
     EXPECT_TRUE(contains(hlsl, "discard;"));
 }
@@ -424,41 +378,27 @@ TEST(FxMessages, UnsupportedStateFunctionsLogAndGoOn)
                                                "Vector3 n = transform_normal(\"object\", \"world\", normal);")));
     EXPECT_TRUE(contains(root, "float3 p = state.position;"));
     EXPECT_TRUE(contains(root, "float3 n = state.normal;"));
-    bool point = false;
-    bool vector = false;
-    for (const auto& line : log.lines()) {
-        if (line.module == SYSTEM::MODULE_STR)
-            continue;  // the unit tests have no annotation map installed, which is warned about
-        EXPECT_EQ(line.module, SYSTEM::MODULE_FX);
-        point = point ||
-                (line.code == GEN_FX::LOG_TRANSFORM_POINT && line.text == "Unsupported call to transform_point()");
-        vector = vector || (line.code == GEN_FX::LOG_TRANSFORM_VECTOR &&
-                            line.text == "Unsupported call to transform_vector/normal()");
-    }
-    EXPECT_TRUE(point);
-    EXPECT_TRUE(vector);
+    for (const auto& line : log.lines())  // the unit tests have no annotation map, which is warned about
+        EXPECT_TRUE(line.module == SYSTEM::MODULE_FX || line.module == SYSTEM::MODULE_STR) << line.text;
+    EXPECT_TRUE(logged(log, SYSTEM::MODULE_FX, GEN_FX::LOG_TRANSFORM_POINT, "Unsupported call to transform_point()"));
+    EXPECT_TRUE(logged(log, SYSTEM::MODULE_FX, GEN_FX::LOG_TRANSFORM_VECTOR,
+                        "Unsupported call to transform_vector/normal()"));
 }
 
 TEST(FxMessages, LightIteratorArgumentsAndNestedDeclarations)
 {
-    auto unit = compile(shader("Light_iterator l = Light_iterator();\nresult = Color(1, 1, 1, 1);"));
+    auto unit = compile_clean(shader("Light_iterator l = Light_iterator();\nresult = Color(1, 1, 1, 1);"));
     ASSERT_TRUE(unit);
-    const SYNTAX_TREE::Shader_declaration* declaration = unit->shader_at(0);
-    St_node* body = declaration->main_method->find_child(SYNTAX_TREE::NODE_STATEMENT_BLOCK);
+    St_node* body = main_body(*unit);
     // The passes reject both; a tree made by hand may hold them.
-    St_node* call = body->first_child->find_child(SYNTAX_TREE::NODE_INIT_IDENTIFIER_LIST)->first_child->first_child;
+    St_node* call = first_initialiser(body);
     ASSERT_NE(call, nullptr);
-    St_node* arguments = call->find_child(SYNTAX_TREE::NODE_FUNCTION_CALL_PARAMETERS);
-    if (!arguments) {
-        arguments = new St_node(SYNTAX_TREE::NODE_FUNCTION_CALL_PARAMETERS, call->file);
-        call->add_child(arguments);
-    }
-    arguments->add_child(new St_node(SYNTAX_TREE::NODE_INT_CONSTANT, call->file, "1"));
+    add_int_argument(call);
     body->add_child(new St_node(SYNTAX_TREE::NODE_CLASS_DECLARATION, call->file, "struct"));
     body->add_child(new St_node(SYNTAX_TREE::NODE_FUNCTION_DEFINITION, call->file));
 
     vorn_test::Log_capture log;
-    std::string root = root_of(generate(unit.get(), options_of({})));
+    std::string root = root_of(generate(unit.get(), fx_options({})));
     EXPECT_TRUE(contains(root, "Light_iterator l = Light_iterator(float3(0,0,0), float4(0,0,0,0), "
                                "float4(0,0,0,0),0, float3(0,0,0), 0, float4(0,0,0,0), 0);"));
     EXPECT_TRUE(log.contains("Light_iterator parameters not supported"));
@@ -468,22 +408,12 @@ TEST(FxMessages, LightIteratorArgumentsAndNestedDeclarations)
 
 TEST(FxRobustness, DeepNestingStopsWithAMessage)
 {
-    auto unit = compile(shader("Scalar x = 1.0;\nx = -x;\nresult = Color(x, x, x, 1);"));
+    auto unit = compile_clean(shader("Scalar x = 1.0;\nx = -x;\nresult = Color(x, x, x, 1);"));
     ASSERT_TRUE(unit);
-    St_node* body = unit->shader_at(0)->main_method->find_child(SYNTAX_TREE::NODE_STATEMENT_BLOCK);
-    St_node* assignment = body->child(1)->first_child;
-    St_node* value = assignment->child(1);
-    // Far deeper than any source would nest: 100000 signs.
-    St_node* innermost = value;
-    for (int i = 0; i < 100000; ++i) {
-        St_node* sign = new St_node(SYNTAX_TREE::NODE_UNARY_EXPRESSION, value->file, "-");
-        St_node* operand = innermost->first_child;
-        innermost->first_child = sign;
-        sign->first_child = operand;
-        innermost = sign;
-    }
+    // Far deeper than any source would nest.
+    bury_in_signs(main_body(*unit)->child(1)->first_child->child(1), 100000);
     vorn_test::Log_capture log;
-    std::string root = root_of(generate(unit.get(), options_of({})));
+    std::string root = root_of(generate(unit.get(), fx_options({})));
     EXPECT_TRUE(contains(root, "result = float4(x, x, x, 1);"));
     bool reported = false;
     for (const auto& line : log.lines())
@@ -515,10 +445,10 @@ TEST(FxRobustness, LongStatementListsIterate)
 
 TEST(FxPlugin, DispatchGivesOneFragmentProgram)
 {
-    auto unit = compile(shader("result = Color(1, 1, 1, 1);"));
+    auto unit = compile_clean(shader("result = Color(1, 1, 1, 1);"));
     ASSERT_TRUE(unit);
     std::unique_ptr<BACK12::Generated_shader> result(
-        COMPILER::mod_compiler->generate_shader(unit.get(), "FX", options_of({})));
+        COMPILER::mod_compiler->generate_shader(unit.get(), "FX", fx_options({})));
     ASSERT_TRUE(result);
     EXPECT_EQ(result->get_code_type(), BACK12::CODE_HARDWARE);
     EXPECT_STREQ(result->get_target(), "FX");
@@ -527,12 +457,8 @@ TEST(FxPlugin, DispatchGivesOneFragmentProgram)
     EXPECT_TRUE(hardware->vertex_texts.empty());
     EXPECT_EQ(*result->program_entry_name(0), "fragment_main");
     EXPECT_TRUE(contains(*result->program_text(0), "technique T0"));
-    EXPECT_EQ(COMPILER::mod_compiler->generate_shader(unit.get(), "fx", options_of({})), nullptr);
-}
-
-TEST(FxPlugin, UnitWithoutShaderGivesNothing)
-{
-    auto unit = compile("Scalar f(Scalar x) { return x; }\n");
-    ASSERT_TRUE(unit);
-    EXPECT_EQ(COMPILER::mod_compiler->generate_shader(unit.get(), "FX", options_of({})), nullptr);
+    EXPECT_EQ(COMPILER::mod_compiler->generate_shader(unit.get(), "fx", fx_options({})), nullptr);
+    auto no_shader = compile_clean("Scalar f(Scalar x) { return x; }\n");
+    ASSERT_TRUE(no_shader);
+    EXPECT_EQ(COMPILER::mod_compiler->generate_shader(no_shader.get(), "FX", fx_options({})), nullptr);
 }

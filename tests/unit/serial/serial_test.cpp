@@ -310,9 +310,3 @@ TEST(SerialManager, FactoryRunsWithoutTheLock)
     delete made;
     reentrant_manager = nullptr;
 }
-
-TEST(SerialManager, GlobalManagerIsOneObject)
-{
-    EXPECT_EQ(&deserialization_manager(), &deserialization_manager());
-    EXPECT_EQ(class_id_of("_CoU"), 0x5F436F55u);
-}
