@@ -665,6 +665,19 @@ enum Id {
 };
 }
 
+// A member of a struct, as a host reads a value of it: the name in the source, the type and the
+// array size (1 a single value, 0 an unsized array).
+struct Struct_member {
+    const char* name;
+    Type_code::Id type;
+    int array_size;
+};
+
+// The members of a struct of a shader, in order; each generated struct has its specialisation
+// (name, member_count, members).
+template <class T>
+struct Struct_info;
+
 // The values of the state, by symbol; a symbol with _DX or _DY is the change of the value to the
 // next pixel along x or y.
 namespace State_sym {

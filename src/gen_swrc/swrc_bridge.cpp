@@ -1,6 +1,7 @@
 // The software generator: the renderer bridge, every piece of it under HALD, and the
 // declaration text in the renderer's scene language.
 #include <cstring>
+#include <set>
 
 #include "gen_swrc/swrc_code_generator.h"
 #include "syntax_tree/compilation_unit.h"
@@ -134,11 +135,14 @@ void Swrc_code_generator::print_bridge_structs()
 {
     const char* name = shader_name_.c_str();
     print_as_is("#ifdef HALD\n");
+    // The renderer's layout of each struct that a parameter holds, inner ones first.
+    std::set<std::string> printed;
+    for (const Generator_variable& parameter : input_.parameters)
+        print_renderer_struct(unit_->type_at(parameter.type_index), printed, 0);
     print_as_is("struct ovl_%s_args {\n", name);
     for (const Generator_variable& parameter : input_.parameters) {
         const Type* type = unit_->type_at(parameter.type_index);
-        const Renderer_type* row = renderer_type(type);
-        std::string c_type = row ? row->c_type : plain_type(parameter.type_index);
+        std::string c_type = renderer_c_type(type);
         if (type && type->is_array()) {
             print_as_is("\tint i_%s;\n\tint n_%s;\n", parameter.name.c_str(), parameter.name.c_str());
             print_as_is("\t%s v_%s[1];\n", c_type.c_str(), parameter.name.c_str());
@@ -183,6 +187,125 @@ void Swrc_code_generator::print_bridge_structs()
                 "};\n#endif\n");
 }
 
+// The C++ type of a value of the shader: a struct by its name, anything else by its word.
+std::string Swrc_code_generator::value_type(const Type* type) const
+{
+    if (!type)
+        return "Vector4";
+    if (type->is_struct())
+        return type_name(type->type_name_text());
+    const char* word = ST::language_word(type->code());
+    return word ? type_name(word) : "Vector4";
+}
+
+// A struct with its members: a member's type names its struct, whose members the unit (or an
+// import) holds.
+const Type* Swrc_code_generator::struct_members(const Type* type) const
+{
+    if (!type || !type->is_struct() || type->first_member())
+        return type;
+    const char* name = type->type_name_text();
+    for (const ST::Compilation_unit* unit : input_.units) {
+        int32_t position = name ? unit->find_named_type(name) : -1;
+        if (position >= 0)
+            return unit->named_type_at(position);
+    }
+    return type;
+}
+
+// The type of a value in the renderer's argument block: its C type, or for a struct the
+// renderer's layout of it.
+std::string Swrc_code_generator::renderer_c_type(const Type* type) const
+{
+    if (type && type->is_struct())
+        return "hd_" + value_type(type);
+    const Renderer_type* row = renderer_type(type);
+    return row ? row->c_type : value_type(type);
+}
+
+void Swrc_code_generator::print_renderer_struct(const Type* type, std::set<std::string>& printed, int32_t depth)
+{
+    if (!type || !type->is_struct())
+        return;
+    std::string name = renderer_c_type(type);
+    if (printed.count(name))
+        return;
+    if (depth >= MAX_STRUCT_NESTING) {
+        report(LOG_NESTING_TOO_DEEP, "Struct nesting too deep (over %d levels) for the renderer's arguments",
+               MAX_STRUCT_NESTING);
+        return;
+    }
+    const Type* definition = struct_members(type);
+    for (const Type* member = definition->first_member(); member; member = member->next_member())
+        print_renderer_struct(member, printed, depth + 1);
+    printed.insert(name);
+    print_as_is("struct %s {\n", name.c_str());
+    for (const Type* member = definition->first_member(); member; member = member->next_member()) {
+        const char* m = member->name() ? member->name() : "";
+        std::string c_type = renderer_c_type(member);
+        if (member->is_array())
+            print_as_is("\tint i_%s;\n\tint n_%s;\n\t%s v_%s[1];\n", m, m, c_type.c_str(), m);
+        else
+            print_as_is("\t%s v_%s;\n", c_type.c_str(), m);
+    }
+    print_as_is("};\n");
+}
+
+// Fills the struct at target from the renderer's value at source, member by member: a member
+// can be wired to another shader, so each goes through its own evaluator. joined names the
+// locals of array members uniquely; depth numbers the loop variables.
+void Swrc_code_generator::print_struct_fetch(const Type* type, const std::string& target, const std::string& source,
+                                             const std::string& joined, int32_t depth, int32_t indent)
+{
+    if (depth > MAX_STRUCT_NESTING) {
+        report(LOG_NESTING_TOO_DEEP, "Struct nesting too deep (over %d levels) for the renderer's arguments",
+               MAX_STRUCT_NESTING);
+        return;
+    }
+    std::string tabs(size_t(indent), '\t');
+    const char* t = tabs.c_str();
+    for (const Type* member = struct_members(type)->first_member(); member; member = member->next_member()) {
+        std::string m = member->name() ? member->name() : "";
+        std::string place = target + "." + identifier(m);
+        std::string from = source + ".v_" + m;
+        std::string name = joined + "_" + m;
+        std::string element = value_type(member);
+        if (member->is_array()) {
+            std::string hd = member->is_struct() ? renderer_c_type(member) : element;
+            print_as_is("%s%s *v_%s = (%s *)qz_eval_void(&%s);\n", t, hd.c_str(), name.c_str(), hd.c_str(),
+                        from.c_str());
+            print_as_is("%sint i_%s = *qz_eval_integer(&%s.i_%s);\n", t, name.c_str(), source.c_str(), m.c_str());
+            print_as_is("%sint n_%s = *qz_eval_integer(&%s.n_%s);\n", t, name.c_str(), source.c_str(), m.c_str());
+            print_as_is("%s%s.set_count(n_%s);\n", t, place.c_str(), name.c_str());
+            print_as_is("%s%s.set_data(new %s[n_%s]);\n", t, place.c_str(), element.c_str(), name.c_str());
+            print_as_is("%sfor(int i_%d = 0; i_%d < n_%s; i_%d++) {\n", t, depth, depth, name.c_str(), depth);
+            std::string item = place + "[i_" + std::to_string(depth) + "]";
+            std::string item_from = "v_" + name + "[i_" + name + " + i_" + std::to_string(depth) + "]";
+            if (member->is_struct())
+                print_struct_fetch(member, item, item_from, name, depth + 1, indent + 1);
+            else
+                print_as_is("%s\t%s = %s;\n", t, item.c_str(), item_from.c_str());
+            print_as_is("%s}\n", t);
+        } else if (member->is_struct()) {
+            print_struct_fetch(member, place, from, name, depth + 1, indent);
+        } else if (member->code() == ST::TYPE_STRING) {
+            print_as_is("%s{\n", t);
+            print_as_is("%sTag string_tag = *(Tag *)qz_eval_tag(&%s);\n", t, from.c_str());
+            print_as_is("%sif(string_tag) {\n", t);
+            print_as_is("%s\t%s = String((const char *)qz_db_access(string_tag));\n", t, place.c_str());
+            print_as_is("%s\tqz_db_unpin(string_tag);\n", t);
+            print_as_is("%s} else {\n", t);
+            print_as_is("%s\t%s = String();\n", t, place.c_str());
+            print_as_is("%s}\n", t);
+            print_as_is("%s}\n", t);
+        } else {
+            const Renderer_type* row = renderer_type(member);
+            print_as_is("%s%s = *(%s *)%s(&%s);\n", t, place.c_str(), element.c_str(),
+                        row ? row->evaluator : "qz_eval_void", from.c_str());
+        }
+    }
+}
+
 // The shader made from the renderer's arguments: each parameter fetched through its evaluator.
 void Swrc_code_generator::print_bridge_constructor()
 {
@@ -205,7 +328,20 @@ void Swrc_code_generator::print_bridge_constructor()
         const char* evaluator = row ? row->evaluator : "qz_eval_void";
         std::string element = plain_type(parameter.type_index);
         const char* p = parameter.name.c_str();
-        if (type && type->is_array()) {
+        if (type && type->is_struct() && type->is_array()) {
+            std::string hd = renderer_c_type(type);
+            print_as_is("\t\t%s *v_%s = (%s *)qz_eval_void(&args->v_%s);\n", hd.c_str(), p, hd.c_str(), p);
+            print_as_is("\t\tint i_%s = *qz_eval_integer(&args->i_%s);\n", p, p);
+            print_as_is("\t\tint n_%s = *qz_eval_integer(&args->n_%s);\n", p, p);
+            print_as_is("\t\tovl_%s.set_count(n_%s);\n", p, p);
+            print_as_is("\t\tovl_%s.set_data(new %s[n_%s]);\n", p, element.c_str(), p);
+            print_as_is("\t\tfor(int i = 0; i < n_%s; i++) {\n", p);
+            print_struct_fetch(type, "ovl_" + parameter.name + "[i]", "v_" + parameter.name + "[i_" + parameter.name + " + i]",
+                               parameter.name, 1, 3);
+            print_as_is("\t\t}\n");
+        } else if (type && type->is_struct()) {
+            print_struct_fetch(type, "ovl_" + parameter.name, "args->v_" + parameter.name, parameter.name, 1, 2);
+        } else if (type && type->is_array()) {
             print_as_is("\t\t%s *v_%s = (%s *)qz_eval_void(&args->v_%s);\n", element.c_str(), p, element.c_str(), p);
             print_as_is("\t\tint i_%s = *qz_eval_integer(&args->i_%s);\n", p, p);
             print_as_is("\t\tint n_%s = *qz_eval_integer(&args->n_%s);\n", p, p);
@@ -292,6 +428,32 @@ void Swrc_code_generator::print_bridge_entry()
     print_as_is("\treturn qzTRUE;\n}\n}\n#endif\n");
 }
 
+// A struct in a declaration: its members one level deeper than its own line.
+std::string Swrc_code_generator::declared_struct(const Type* type, const std::string& name, int32_t depth)
+{
+    if (depth > MAX_STRUCT_NESTING + 2) {
+        report(LOG_NESTING_TOO_DEEP, "Struct nesting too deep (over %d levels) for the renderer's arguments",
+               MAX_STRUCT_NESTING);
+        return "struct \"" + name + "\" {\n" + std::string(size_t(depth), '\t') + "}";
+    }
+    std::string inner(size_t(depth + 1), '\t');
+    std::string text = "struct \"" + name + "\" {\n";
+    for (const Type* member = struct_members(type)->first_member(); member; member = member->next_member()) {
+        text += inner;
+        if (member->is_array())
+            text += "array\n" + inner;
+        std::string member_name = member->name() ? member->name() : "";
+        if (member->is_struct()) {
+            text += declared_struct(member, member_name, depth + 1);
+        } else {
+            const Renderer_type* row = renderer_type(member);
+            text += std::string(row ? row->word : "color") + " \"" + member_name + "\"";
+        }
+        text += member->next_member() ? ",\n" : "\n";
+    }
+    return text + std::string(size_t(depth), '\t') + "}";
+}
+
 // The declaration of the shader in the renderer's scene language.
 void Swrc_code_generator::build_declaration()
 {
@@ -322,6 +484,10 @@ void Swrc_code_generator::build_declaration()
         declaration_ += "\t\t";
         if (type && type->is_array())
             declaration_ += "array\n\t\t";
+        if (type && type->is_struct()) {
+            declaration_ += declared_struct(type, parameter.name, 2);
+            continue;
+        }
         declaration_ += word_of(parameter.type_index) + " \"" + parameter.name + "\"";
         std::vector<std::string> numbers;
         if (!type || type->is_array() || !default_numbers(initializer_of(parameter.identifier), numbers))

@@ -1,6 +1,7 @@
 // The software generator: its tables, the order of the file, and the hooks of the walk.
 #include "gen_swrc/swrc_code_generator.h"
 
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 
@@ -106,6 +107,13 @@ const State_write state_writes[] = {
     {7, "state->set_vector4(State_sym::TEXTURE,"},     {13, "state->set_int(State_sym::BACKSIDE,"},
     {16, "state->set_scalar(State_sym::IMPORTANCE,"},  {19, "state->set_scalar(State_sym::SURFACE_IOR,"},
     {20, "state->set_scalar(State_sym::OUTSIDE_IOR,"}, {21, "state->set_vector3(State_sym::ORG,"},
+    // A light fills the values of the light that it computes, which its own body and the
+    // surface then read back.
+    {64, "state->set_vector3(State_sym::LIGHT_POINT,"}, {65, "state->set_vector3(State_sym::LIGHT_DIRECTION,"},
+    {66, "state->set_vector3(State_sym::LIGHT_TO_SURFACE,"}, {67, "state->set_scalar(State_sym::LIGHT_DISTANCE,"},
+    {68, "state->set_scalar(State_sym::LIGHT_DOT_NL,"}, {69, "state->set_vector3(State_sym::LIGHT_NORMAL,"},
+    {70, "state->set_vector2(State_sym::LIGHT_UV,"}, {75, "state->set_scalar(State_sym::LIGHT_SPREAD,"},
+    {76, "state->set_scalar(State_sym::LIGHT_SPREAD_COS,"}, {77, "state->set_scalar(State_sym::LIGHT_DISTANCE_LIMIT,"},
 };
 
 // The array-valued state variables, read element by element through the symbols that follow the
@@ -278,6 +286,7 @@ Swrc_code_generator::Swrc_code_generator(const BACK12::Generator_input& input,
     fx_.debug = false;
     shader_name_ = input_.function_name;
     fill_swrc_tables();
+    read_sharing_options();
 }
 
 Swrc_code_generator::~Swrc_code_generator() = default;
@@ -323,19 +332,67 @@ int32_t Swrc_code_generator::log_module() const
     return SYSTEM::MODULE_GSWR;
 }
 
+namespace {
+
+// A decimal number as the options write it: digits only, no sign, no leading zero; -1 otherwise
+// or above limit.
+long decimal_option(const char* text, long limit)
+{
+    if (!text || !*text || std::strlen(text) > 9 || (text[0] == '0' && text[1]))
+        return -1;
+    for (const char* c = text; *c; ++c)
+        if (*c < '0' || *c > '9')
+            return -1;
+    long value = std::atol(text);
+    return value <= limit ? value : -1;
+}
+
+}  // namespace
+
+void Swrc_code_generator::warn(int32_t code, const char* format, ...)
+{
+    if (!LOG::mod_log)
+        return;
+    va_list values;
+    va_start(values, format);
+    LOG::mod_log->vlog(log_module(), LOG::CAT_PLUG, code, LOG::SEV_WARN, format, values);
+    va_end(values);
+}
+
+// Several shaders share a file only when both numbers make sense; a value that does not is told,
+// as vornc tells an option value it does not take, and left out, so the file stands alone rather
+// than losing its head or its export.
+void Swrc_code_generator::read_sharing_options()
+{
+    const char* count = options_.get_attribute("shader_count");
+    const char* index = options_.get_attribute("shader_index");
+    if (count) {
+        shader_count_ = decimal_option(count, MAX_SHARED_SHADERS);
+        if (shader_count_ < 1) {
+            shader_count_ = -1;
+            warn(LOG_BAD_OPTION, "option 'shader_count' takes a decimal number from 1 to %d, not '%s'; it is ignored",
+                   int(MAX_SHARED_SHADERS), count);
+        }
+    }
+    if (index) {
+        long limit = shader_count_ > 0 ? shader_count_ - 1 : MAX_SHARED_SHADERS - 1;
+        shader_index_ = decimal_option(index, limit);
+        if (shader_index_ < 0)
+            warn(LOG_BAD_OPTION, "option 'shader_index' takes a decimal number from 0 to %ld, not '%s'; it is ignored",
+                   limit, index);
+    }
+}
+
 bool Swrc_code_generator::prints_file_head() const
 {
-    const char* index = options_.get_attribute("shader_index");
-    return !index || std::strcmp(index, "0") == 0;
+    return shader_index_ <= 0;
 }
 
 bool Swrc_code_generator::prints_initializer() const
 {
-    const char* index = options_.get_attribute("shader_index");
-    const char* count = options_.get_attribute("shader_count");
-    if (!index || !count)
+    if (shader_index_ < 0 || shader_count_ < 0)
         return true;
-    return std::atol(index) == std::atol(count) - 1;
+    return shader_index_ == shader_count_ - 1;
 }
 
 // Hooks

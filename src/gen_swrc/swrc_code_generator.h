@@ -23,6 +23,7 @@ enum Swrc_log_code : int32_t {
     LOG_UNKNOWN_STATE_SYMBOL = 11,
     LOG_CONST_STATE = 12,
     LOG_NESTING_TOO_DEEP = 13,
+    LOG_BAD_OPTION = 14,
 };
 
 // The name of a state variable in the message of a write to it (the family "assignment to
@@ -74,7 +75,20 @@ protected:
 
 private:
     void fill_swrc_tables();
+    void read_sharing_options();
+    void warn(int32_t code, const char* format, ...) QZ_PRINTF(3, 4);
     bool prints_file_head() const;
+
+    // Struct metadata for hosts
+    struct Struct_member_code {
+        std::string name;
+        const char* code;
+        int32_t array_size;
+    };
+    std::vector<Struct_member_code> members_of(const St_node* declaration) const;
+    const char* type_code_of(const std::string& word) const;
+    void print_struct_info(const std::string& type, const std::string& source_name,
+                           const std::vector<Struct_member_code>& members);
     bool prints_initializer() const;
 
     // Sections, in the order of the file
@@ -84,6 +98,7 @@ private:
     void print_shader_class();
     void print_parameter_members();
     void print_result_class();
+    std::set<std::string> named_outputs() const;
     void print_constructor();
     void print_main();
     void print_plugin_class();
@@ -96,6 +111,14 @@ private:
     void print_bridge_constructor();
     void print_bridge_entry();
     bool uses_light_list() const;
+    std::string value_type(const SYNTAX_TREE::Type* type) const;
+    const SYNTAX_TREE::Type* struct_members(const SYNTAX_TREE::Type* type) const;
+    std::string renderer_c_type(const SYNTAX_TREE::Type* type) const;
+    void print_renderer_struct(const SYNTAX_TREE::Type* type, std::set<std::string>& printed, int32_t depth);
+    void print_struct_fetch(const SYNTAX_TREE::Type* type, const std::string& target, const std::string& source,
+                            const std::string& joined, int32_t depth, int32_t indent);
+    std::string declared_struct(const SYNTAX_TREE::Type* type, const std::string& name, int32_t depth);
+    static constexpr int32_t MAX_STRUCT_NESTING = 32;
     std::vector<const BACK12::Generator_variable*> result_fields() const;
 
     // Parts of the walk
@@ -125,6 +148,10 @@ private:
     std::string shader_name_;
     std::string declaration_;
     bool writing_ = false;
+    // The options shader_index and shader_count as numbers; -1 when absent or not valid.
+    long shader_index_ = -1;
+    long shader_count_ = -1;
+    static constexpr long MAX_SHARED_SHADERS = 4096;
 };
 
 }  // namespace GEN_SWRC

@@ -233,12 +233,79 @@ void Swrc_code_generator::print_struct(const St_node* declaration)
         print_as_is("\t\t%c %s(_%s)\n", i ? ',' : ':', members[i].name.c_str(), members[i].name.c_str());
     print_as_is("\t{}\n");
     out().write("};\n\n");
+    print_struct_info(name, std::string(name_node->text_view()), members_of(declaration));
+}
+
+// What a host reads of a struct without its declaration: each member's name in the source, type
+// code and array size (1 a single value, 0 unsized), through the trait Struct_info of the runtime.
+void Swrc_code_generator::print_struct_info(const std::string& type, const std::string& source_name,
+                                            const std::vector<Struct_member_code>& members)
+{
+    out().print("template <> struct Struct_info<%s> {\n", type.c_str());
+    print_as_is("\tstatic constexpr const char *name = \"%s\";\n", source_name.c_str());
+    print_as_is("\tstatic constexpr int member_count = %zu;\n", members.size());
+    if (members.empty()) {
+        print_as_is("\tstatic constexpr const Struct_member *members = nullptr;\n");
+    } else {
+        print_as_is("\tstatic constexpr Struct_member members[%zu] = {\n", members.size());
+        for (const Struct_member_code& member : members)
+            print_as_is("\t\t{\"%s\", Type_code::%s, %d},\n", member.name.c_str(), member.code,
+                        int(member.array_size));
+        print_as_is("\t};\n");
+    }
+    out().write("};\n\n");
+}
+
+// The members of a struct declaration with their codes, in order.
+std::vector<Swrc_code_generator::Struct_member_code> Swrc_code_generator::members_of(const St_node* declaration) const
+{
+    std::vector<Struct_member_code> members;
+    const St_node* blocks = declaration->find_child(ST::NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST);
+    for (const St_node* block = blocks ? blocks->first_child : nullptr; block; block = block->next_sibling)
+        for (const St_node* member = block->first_child; member; member = member->next_sibling) {
+            if (member->kind != ST::NODE_VARIABLE_DECLARATION)
+                continue;
+            const char* code = type_code_of(word_of(declared_type(member)));
+            const St_node* names = member->find_child(ST::NODE_INIT_IDENTIFIER_LIST);
+            for (const St_node* item = names ? names->first_child : nullptr; item; item = item->next_sibling) {
+                int32_t size = item->find_child(ST::NODE_ARRAY_SPECIFIER) ? array_size_of(item) : 1;
+                members.push_back({std::string(item->text_view()), code, size < 0 ? 0 : size});
+            }
+        }
+    return members;
+}
+
+const char* Swrc_code_generator::type_code_of(const std::string& word) const
+{
+    static const std::pair<uint8_t, const char*> codes[] = {
+        {ST::TYPE_BOOLEAN, "BOOL"},         {ST::TYPE_INT8, "INT"},           {ST::TYPE_INT16, "INT"},
+        {ST::TYPE_INT32, "INT"},            {ST::TYPE_INT64, "INT"},          {ST::TYPE_SCALAR, "SCALAR"},
+        {ST::TYPE_DSCALAR, "SCALAR"},       {ST::TYPE_GSCALAR, "SCALAR"},     {ST::TYPE_VECTOR2, "VECTOR2"},
+        {ST::TYPE_VECTOR3, "VECTOR3"},      {ST::TYPE_VECTOR4, "VECTOR4"},    {ST::TYPE_MATRIX, "MATRIX4x4"},
+        {ST::TYPE_STRING, "STRING"},        {ST::TYPE_STRUCT, "STRUCT"},      {ST::TYPE_VECTOR2I, "VECTOR2I"},
+        {ST::TYPE_VECTOR3I, "VECTOR3I"},    {ST::TYPE_VECTOR4I, "VECTOR4I"},  {ST::TYPE_VECTOR2B, "VECTOR2B"},
+        {ST::TYPE_VECTOR3B, "VECTOR3B"},    {ST::TYPE_VECTOR4B, "VECTOR4B"},  {ST::TYPE_MATRIX2X2, "MATRIX2x2"},
+        {ST::TYPE_MATRIX2X3, "MATRIX2x3"},  {ST::TYPE_MATRIX3X2, "MATRIX3x2"}, {ST::TYPE_MATRIX3X3, "MATRIX3x3"},
+        {ST::TYPE_MATRIX4X3, "MATRIX4x3"},  {ST::TYPE_MATRIX3X4, "MATRIX3x4"}, {ST::TYPE_MATRIX4X2, "MATRIX4x2"},
+        {ST::TYPE_MATRIX2X4, "MATRIX2x4"},  {ST::TYPE_TEXTURE1D, "TEXTURE1D"}, {ST::TYPE_TEXTURE2D, "TEXTURE2D"},
+        {ST::TYPE_TEXTURE3D, "TEXTURE3D"},  {ST::TYPE_TEXTURE_CUBE, "TEXTURE_CUBE"}, {ST::TYPE_BRDF, "BRDF"},
+        {ST::TYPE_COLOR, "COLOR"},
+    };
+    int32_t code = ST::language_word_code(word.c_str());
+    for (const auto& row : codes)
+        if (code == row.first)
+            return row.second;
+    // An enum holds its members' numbers; any other name is a struct of the unit.
+    for (const ST::Compilation_unit* unit : input_.units)
+        if (unit->find_enum(word) >= 0)
+            return "INT";
+    return "STRUCT";
 }
 
 // The functions that the shader reaches, and the variables, of a unit, in order.
 void Swrc_code_generator::print_top_level(ST::Compilation_unit* unit)
 {
-    bool shared = options_.get_attribute("shader_index") != nullptr;
+    bool shared = shader_index_ >= 0;
     // A shader's method defined outside it ("Scalar Lit::f()") prints inside its class.
     std::set<const St_node*> methods;
     for (int32_t i = 0; unit && i < unit->shader_count(); ++i)
@@ -474,12 +541,23 @@ void Swrc_code_generator::print_result_class()
     }
     print_as_is("\t\tVector4 ovl_none;\n");
     print_as_is("\t\tResult(Data_block *outputs)\n");
+    // An output that no code of the shader names stands on the sink: a host need not give a
+    // field for it, and nothing reads or writes it through the reference.
+    std::set<std::string> named = named_outputs();
     char separator = ':';
     for (const Generator_variable& output : input_.outputs) {
         const Type* type = unit_->type_at(output.type_index);
         std::string element = plain_type(output.type_index);
         const char* name = output.name.c_str();
-        if (type && type->array_size() > 1)
+        if (!named.count(output.name)) {
+            if (type && type->array_size() > 1)
+                print_as_is("\t\t\t%c ovl_%s(%d,(%s *)&ovl_none)\n", separator, name, int(type->array_size()),
+                            element.c_str());
+            else if (type && type->array_size() == 0)
+                print_as_is("\t\t\t%c ovl_%s(*(Array<%s> *)&ovl_none)\n", separator, name, element.c_str());
+            else
+                print_as_is("\t\t\t%c ovl_%s(*(%s *)&ovl_none)\n", separator, name, element.c_str());
+        } else if (type && type->array_size() > 1)
             print_as_is("\t\t\t%c ovl_%s(%d,(%s *)outputs->get_field(\"%s\"))\n", separator, name,
                         int(type->array_size()), element.c_str(), name);
         else if (type && type->array_size() == 0)
@@ -492,6 +570,26 @@ void Swrc_code_generator::print_result_class()
     }
     print_as_is("\t\t{}\n");
     print_as_is("\t};\n");
+}
+
+// The outputs that main or a method of the shader names.
+std::set<std::string> Swrc_code_generator::named_outputs() const
+{
+    std::set<std::string> named;
+    std::vector<const St_node*> pending;
+    if (input_.main)
+        pending.push_back(input_.main);
+    for (const St_node* method : input_.methods)
+        pending.push_back(method);
+    while (!pending.empty()) {
+        const St_node* node = pending.back();
+        pending.pop_back();
+        if (node->kind == ST::NODE_VARIABLE_ID && is_output(std::string(node->text_view())))
+            named.insert(std::string(node->text_view()));
+        for (const St_node* child = node->first_child; child; child = child->next_sibling)
+            pending.push_back(child);
+    }
+    return named;
 }
 
 void Swrc_code_generator::print_constructor()
@@ -559,16 +657,15 @@ void Swrc_code_generator::print_plugin_class()
 void Swrc_code_generator::print_initializer()
 {
     print_as_is("extern \"C\"\n{\nDLLEXPORT QZ::PLUG::Plugin *initializer(unsigned int index,void *context)\n{\n");
-    const char* count = options_.get_attribute("shader_count");
-    if (count) {
+    if (shader_count_ > 0) {
         print_as_is("    switch(index) {\n");
-        long total = std::atol(count);
+        long total = shader_count_;
         // Index i is the unit's shader i: the file holds them in that order.
         std::vector<std::string> shaders;
         for (int32_t i = 0; i < unit_->shader_count(); ++i)
             if (unit_->shader_at(i)->key == "shader")
                 shaders.push_back(unit_->shader_at(i)->name);
-        for (long i = 0; i < total && i < 4096; ++i) {
+        for (long i = 0; i < total; ++i) {
             const std::string& name = size_t(i) < shaders.size() ? shaders[size_t(i)] : shader_name_;
             print_as_is("    case %ld:\n", i);
             print_as_is("        return new QZ::SHADER::%s_shader_plugin;\n", name.c_str());

@@ -27,7 +27,8 @@ run_case() {
     cat "$work/err" >&2
     return 1
   fi
-  if ! g++ -std=c++17 -O1 -Wall -Werror -I "$source_dir/data" "$work/$name.cpp" "$source_dir/tests/swrc/driver.cpp" \
+  # shellcheck disable=SC2086
+  if ! g++ -std=c++17 -O1 -Wall -Werror ${run_flags:-} -I "$source_dir/data" "$work/$name.cpp" "$source_dir/tests/swrc/driver.cpp" \
       -o "$work/$name" 2>"$work/err"; then
     echo "FAIL: $name: the C++ text does not build" >&2
     head -n 30 "$work/err" >&2
@@ -122,6 +123,73 @@ run_case clashes "$source_dir/tests/data/gen" clashes.ovl "result 0.1 0.7 1 2.75
 # g + 1 and b = r * 2; s doubles to 3, the written normal reads back 1, the direction is -z.
 run_case places "$source_dir/tests/data/swrc" places.ovl "$(printf 'result 4 5 8 1\nextra 5')" \
   m=1,2,3,4,5,6,7,8,9 gain=2 state:DIR=0,0,-3 out:result:4 out:extra:1 || failures=$((failures + 1))
+
+# An exported surface with its lights: each light fills the light values of the state (distance,
+# direction, spread) before its own body reads them. A point light at (1, 0, 3) falls off as
+# intensity / (1 + falloff d^2); a spot light at (0, 2, 4) shines along (0, -0.3, -1) with a cone
+# smoothstep(cos, cos + softness, along), along the cosine between its axis and the way to the point.
+lit=$(expect '
+from math import sqrt
+def norm(v):
+    l = sqrt(sum(x * x for x in v)); return [x / l for x in v]
+def dot(a, b): return sum(x * y for x, y in zip(a, b))
+def smoothstep(a, b, x):
+    t = min(max((x - a) / (b - a), 0.0), 1.0); return t * t * (3 - 2 * t)
+ambient, diffuse, specular, shininess = [0.05, 0.05, 0.05], [0.8, 0.3, 0.2], [1.0, 1.0, 1.0], 32.0
+n, v = [0.0, 0.0, 1.0], [0.0, 0.0, 1.0]
+to_point = [1.0, 0.0, 3.0]
+d = sqrt(dot(to_point, to_point))
+point = [c * (4.0 / (1.0 + 0.25 * d * d)) for c in [1.0, 0.9, 0.8]]
+to_spot = norm([0.0, 2.0, 4.0])
+along = dot([-x for x in to_spot], norm([0.0, -0.3, -1.0]))
+spot = [c * smoothstep(0.95, 1.0, along) for c in [0.6, 0.8, 1.0]]
+total = ambient[:]
+for l, colour in ((norm(to_point), point), (to_spot, spot)):
+    dot_nl = max(dot(n, l), 0.0)
+    dot_nh = max(dot(n, norm([a + b for a, b in zip(l, v)])), 0.0)
+    total = [t + c * (df * dot_nl + s * dot_nh ** shininess) for t, c, df, s in zip(total, colour, diffuse, specular)]
+print("result %.6g %.6g %.6g 1" % tuple(total))')
+run_case lit_phong "$source_dir/tests/data/gen/expected_ovl/examples" lit_phong.surface.key_lamp.ovl "$lit" \
+  __light0_color=1,0.9,0.8,1 __light0_intensity=4 __light0_falloff=0.25 __light0_position=1,0,3 \
+  __light1_color=0.6,0.8,1,1 __light1_intensity=1 __light1_softness=0.05 __light1_position=0,2,4 \
+  __light1_direction=0,-0.3,-1 __light1_spread_cos=0.95 surface_ambient=0.05,0.05,0.05,1 \
+  surface_diffuse=0.8,0.3,0.2,1 surface_specular=1,1,1,1 surface_shininess=32 \
+  state:POINT=0,0,0 state:NORMAL=0,0,1 state:DIR=0,0,-1 out:result:4 || failures=$((failures + 1))
+
+# Outputs that nothing names need no field from the host: under the undefined-behaviour checker,
+# a reference bound through the missing field stops the run.
+if echo 'int main() {}' | g++ -x c++ -fsanitize=undefined - -o "$work/ubsan" 2>/dev/null; then
+  run_flags="-fsanitize=undefined -fno-sanitize-recover=all" \
+    run_case quiet_outputs "$source_dir/tests/data/swrc" quiet_outputs.ovl "result 2 0.5 0.25 1" \
+    gain=2 out:result:4 || failures=$((failures + 1))
+else
+  echo "note: g++ has no undefined-behaviour checker here; quiet_outputs runs without it"
+  run_case quiet_outputs "$source_dir/tests/data/swrc" quiet_outputs.ovl "result 2 0.5 0.25 1" \
+    gain=2 out:result:4 || failures=$((failures + 1))
+fi
+
+# The renderer's bridge: struct parameters fetched member by member (tests/swrc/bridge_structs.cpp
+# plays the renderer). Given: tint (0.5, 0.25, 1, 1) weight 0.5, scales 1 and 3, mode 2, label
+# "key"; extra (1, 0, 0, 0) * 0.25 and (0, 1, 0, 0) * 0.75; gain 2. So sum = tint * 0.5 * 4 +
+# (0.25, 0.75, 0, 0) = (1.25, 1.25, 2, 2), and result = 2 sum + (2, 1, 0, 0).
+bridge() {
+  if ! (cd "$source_dir/tests/data/swrc" && "$tool" --target Swrc --program 0 struct_params.ovl shader_type=surface) \
+      >"$work/struct_params.cpp" 2>"$work/err"; then
+    echo "FAIL: bridge: no C++ text" >&2; cat "$work/err" >&2; return 1
+  fi
+  if ! g++ -std=c++17 -O1 -Wall -Werror -DHALD -I "$source_dir/data" -DSHADER_SOURCE="\"$work/struct_params.cpp\"" \
+      "$source_dir/tests/swrc/bridge_structs.cpp" -o "$work/bridge" 2>"$work/err"; then
+    echo "FAIL: bridge: the C++ text does not build with the renderer" >&2; head -n 30 "$work/err" >&2; return 1
+  fi
+  local want got
+  want=$(printf '%s\n' "top 0.5 0.25 1 1 0.5 2 1 3 2 key" "extra 2 0.25 1 0.75" "result 4.5 3.5 4 4" \
+         "Tint color:COLOR:1 weight:SCALAR:1" "Layer tint:STRUCT:1 scales:SCALAR:2 mode:INT:1 label:STRING:1")
+  got=$("$work/bridge" 2>&1)
+  if [ "$got" != "$want" ]; then
+    echo "FAIL: bridge: got" >&2; echo "$got" >&2; echo "want" >&2; echo "$want" >&2; return 1
+  fi
+}
+bridge || failures=$((failures + 1))
 
 echo "software shaders run: $failures failure(s)"
 [ "$failures" -eq 0 ]

@@ -166,3 +166,128 @@ TEST(SwrcFile, AShaderWithoutOutputsHasOnlyTheSinkAndAUnitWithoutFunctionsNoText
     EXPECT_STREQ(result->get_target(), "Swrc");
     EXPECT_EQ(result->program_count(), 0u);
 }
+
+TEST(SwrcState, ALightWritesTheValuesOfTheLightItComputes)
+{
+    vorn_test::Log_capture log;
+    std::string text = cpp_text(shader("light_to_surface = -normal;\nlight_distance = 2.0;\nlight_dot_nl *= 0.5;\n"
+                                       "light_position = position;\nlight_spread_cos = 0.5;\n"
+                                       "result = Color(light_distance, light_dot_nl, 0.0, 1.0);"));
+    EXPECT_FALSE(log.contains("assignment to const state variable"));
+    EXPECT_TRUE(contains(text, "state->set_vector3(State_sym::LIGHT_TO_SURFACE,-state->get_vector3(State_sym::NORMAL))"));
+    EXPECT_TRUE(contains(text, "state->set_scalar(State_sym::LIGHT_DISTANCE,2.0)"));
+    EXPECT_TRUE(contains(text, "state->set_scalar(State_sym::LIGHT_DOT_NL,state->get_scalar(State_sym::LIGHT_DOT_NL) * 0.5)"));
+    EXPECT_TRUE(contains(text, "state->set_vector3(State_sym::LIGHT_POINT,state->get_vector3(State_sym::POINT))"));
+    EXPECT_TRUE(contains(text, "state->set_scalar(State_sym::LIGHT_SPREAD_COS,0.5)"));
+
+    // The type of a light is a name that the state makes from its number: it stays read-only.
+    vorn_test::Log_capture type_log;
+    text = cpp_text(shader("light_type = \"light_spot\";\nresult = Color(1, 1, 1, 1);"));
+    EXPECT_TRUE(type_log.contains("assignment to const state variable light_type"));
+    EXPECT_FALSE(contains(text, "state->set_"));
+}
+
+TEST(SwrcFile, SharingOptionsThatAreNoNumbersAreToldAndLeftOut)
+{
+    const std::string source = "shader First { output: Color result; void main() { result = Color(1, 0, 0, 1); } };\n";
+    const struct {
+        const char* index;
+        const char* count;
+        const char* message;
+    } cases[] = {
+        {"one", "2", "option 'shader_index' takes a decimal number from 0 to 1, not 'one'; it is ignored"},
+        {"2", "2", "option 'shader_index' takes a decimal number from 0 to 1, not '2'; it is ignored"},
+        {"-1", "2", "option 'shader_index' takes a decimal number from 0 to 1, not '-1'; it is ignored"},
+        {"00", "2", "option 'shader_index' takes a decimal number from 0 to 1, not '00'; it is ignored"},
+        {"", "2", "option 'shader_index' takes a decimal number from 0 to 1, not ''; it is ignored"},
+        {"0", "0", "option 'shader_count' takes a decimal number from 1 to 4096, not '0'; it is ignored"},
+        {"0", "2x", "option 'shader_count' takes a decimal number from 1 to 4096, not '2x'; it is ignored"},
+        {"0", "4097", "option 'shader_count' takes a decimal number from 1 to 4096, not '4097'; it is ignored"},
+    };
+    for (const auto& item : cases) {
+        vorn_test::Log_capture log;
+        std::string text = cpp_text(source, {{"shader_index", item.index}, {"shader_count", item.count}});
+        EXPECT_TRUE(log.contains(item.message)) << item.index << " of " << item.count;
+        // Without a valid pair the file stands alone: its head, and an export of its own shader.
+        EXPECT_TRUE(contains(text, "#include <ovrel.h>")) << item.index << " of " << item.count;
+        EXPECT_TRUE(contains(text, "initializer")) << item.index << " of " << item.count;
+    }
+    // A count alone still lists that many plug-ins; valid values give no message.
+    vorn_test::Log_capture log;
+    std::string text = cpp_text(source, {{"shader_index", "0"}, {"shader_count", "1"}});
+    EXPECT_FALSE(log.contains("option '"));
+    EXPECT_TRUE(contains(text, "    switch(index) {\n    case 0:\n        return new QZ::SHADER::First_shader_plugin;\n"
+                               "    default:\n"));
+}
+
+TEST(SwrcFile, OutputsThatNothingNamesStandOnTheSink)
+{
+    std::string text = cpp_text("shader Two { output: Color result; Scalar depth; Color glow[2];\n"
+                                "void paint() { glow[0] = Color(1, 1, 1, 1); }\n"
+                                "void main() { result = Color(1, 0, 0, 1); paint(); } };\n");
+    EXPECT_TRUE(contains(text, "\t\t\t: ovl_result(*(Vector4 *)outputs->get_field(\"result\"))\n"
+                               "\t\t\t, ovl_depth(*(float *)&ovl_none)\n"
+                               "\t\t\t, ovl_glow(2,(Vector4 *)outputs->get_field(\"glow\"))\n"));
+}
+
+TEST(SwrcFile, StructsCarryTheirMetadata)
+{
+    std::string text = cpp_text("enum Mode { ADD, MUL };\n"
+                                "struct Inner { Vector2i cell; Matrix3x2 m; };\n"
+                                "struct Outer { Inner inner; Scalar weights[3]; Color tint; Mode mode; Bool on; "
+                                "String label; Texture2d map; Matrix4x4 frame; Scalar open[]; };\n"
+                                "shader S { output: Color result; void main() { Outer o; result = o.tint; } };\n");
+    EXPECT_TRUE(contains(text, "template <> struct Struct_info<ovl_Inner> {\n"
+                               "\tstatic constexpr const char *name = \"Inner\";\n"
+                               "\tstatic constexpr int member_count = 2;\n"
+                               "\tstatic constexpr Struct_member members[2] = {\n"
+                               "\t\t{\"cell\", Type_code::VECTOR2I, 1},\n"
+                               "\t\t{\"m\", Type_code::MATRIX3x2, 1},\n"
+                               "\t};\n};\n"));
+    EXPECT_TRUE(contains(text, "\t\t{\"inner\", Type_code::STRUCT, 1},\n"
+                               "\t\t{\"weights\", Type_code::SCALAR, 3},\n"
+                               "\t\t{\"tint\", Type_code::COLOR, 1},\n"
+                               "\t\t{\"mode\", Type_code::INT, 1},\n"
+                               "\t\t{\"on\", Type_code::BOOL, 1},\n"
+                               "\t\t{\"label\", Type_code::STRING, 1},\n"
+                               "\t\t{\"map\", Type_code::TEXTURE2D, 1},\n"
+                               "\t\t{\"frame\", Type_code::MATRIX4x4, 1},\n"
+                               "\t\t{\"open\", Type_code::SCALAR, 0},\n"));
+}
+
+TEST(SwrcBridge, StructParametersAreFetchedMemberByMember)
+{
+    auto result = generate("struct Tint { Color color; String name; };\n"
+                           "struct Layer { Tint tint; Tint more[]; Scalar scales[2]; };\n"
+                           "shader S { input: Layer top; Tint list[2];\n"
+                           "output: Color result; void main() { result = top.tint.color + list[1].color; } };\n");
+    ASSERT_TRUE(result && result->texts.size() == 2);
+    const std::string& text = result->texts[0];
+    // The renderer's layout: inner structs first, arrays as start, count and first element.
+    EXPECT_TRUE(contains(text, "struct hd_ovl_Tint {\n\tqzColor v_color;\n\tqzTag v_name;\n};\n"
+                               "struct hd_ovl_Layer {\n\thd_ovl_Tint v_tint;\n"
+                               "\tint i_more;\n\tint n_more;\n\thd_ovl_Tint v_more[1];\n"
+                               "\tint i_scales;\n\tint n_scales;\n\tqzScalar v_scales[1];\n};\n"
+                               "struct ovl_S_args {\n\thd_ovl_Layer v_top;\n"
+                               "\tint i_list;\n\tint n_list;\n\thd_ovl_Tint v_list[1];\n};\n"));
+    EXPECT_TRUE(contains(text, "\t\tovl_top.ovl_tint.ovl_color = *(Vector4 *)qz_eval_color(&args->v_top.v_tint.v_color);\n"
+                               "\t\t{\n\t\tTag string_tag = *(Tag *)qz_eval_tag(&args->v_top.v_tint.v_name);\n"));
+    EXPECT_TRUE(contains(text, "\t\thd_ovl_Tint *v_top_more = (hd_ovl_Tint *)qz_eval_void(&args->v_top.v_more);\n"
+                               "\t\tint i_top_more = *qz_eval_integer(&args->v_top.i_more);\n"
+                               "\t\tint n_top_more = *qz_eval_integer(&args->v_top.n_more);\n"
+                               "\t\tovl_top.ovl_more.set_count(n_top_more);\n"
+                               "\t\tovl_top.ovl_more.set_data(new ovl_Tint[n_top_more]);\n"
+                               "\t\tfor(int i_1 = 0; i_1 < n_top_more; i_1++) {\n"
+                               "\t\t\tovl_top.ovl_more[i_1].ovl_color = *(Vector4 *)qz_eval_color("
+                               "&v_top_more[i_top_more + i_1].v_color);\n"));
+    EXPECT_TRUE(contains(text, "\t\tfor(int i_1 = 0; i_1 < n_top_scales; i_1++) {\n"
+                               "\t\t\tovl_top.ovl_scales[i_1] = v_top_scales[i_top_scales + i_1];\n\t\t}\n"));
+    EXPECT_TRUE(contains(text, "\t\tfor(int i = 0; i < n_list; i++) {\n"
+                               "\t\t\tovl_list[i].ovl_color = *(Vector4 *)qz_eval_color(&v_list[i_list + i].v_color);\n"));
+    // The declaration nests the members one level deeper.
+    EXPECT_TRUE(contains(result->texts[1], "\t\tstruct \"top\" {\n"
+                                           "\t\t\tstruct \"tint\" {\n\t\t\t\tcolor \"color\",\n\t\t\t\tstring \"name\"\n\t\t\t},\n"
+                                           "\t\t\tarray\n\t\t\tstruct \"more\" {\n"));
+    EXPECT_TRUE(contains(result->texts[1], "\t\t\tarray\n\t\t\tscalar \"scales\"\n\t\t},\n"
+                                           "\t\tarray\n\t\tstruct \"list\" {\n"));
+}

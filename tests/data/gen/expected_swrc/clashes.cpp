@@ -46,6 +46,22 @@ struct ovl_Layer {
 	{}
 };
 
+template <> struct Struct_info<ovl_Layer> {
+	static constexpr const char *name = "Layer";
+	static constexpr int member_count = 9;
+	static constexpr Struct_member members[9] = {
+		{"input", Type_code::SCALAR, 1},
+		{"output", Type_code::SCALAR, 1},
+		{"fixed", Type_code::SCALAR, 1},
+		{"common", Type_code::SCALAR, 1},
+		{"half", Type_code::SCALAR, 1},
+		{"filter", Type_code::SCALAR, 1},
+		{"sampler", Type_code::SCALAR, 1},
+		{"string", Type_code::SCALAR, 1},
+		{"vector", Type_code::SCALAR, 1},
+	};
+};
+
 #ifdef HALD
 struct ovl_Clashes_args {
 	qzScalar v_rim_power;

@@ -32,6 +32,15 @@ struct ovl_Sample_pair {
 	{}
 };
 
+template <> struct Struct_info<ovl_Sample_pair> {
+	static constexpr const char *name = "Sample_pair";
+	static constexpr int member_count = 2;
+	static constexpr Struct_member members[2] = {
+		{"weight", Type_code::SCALAR, 1},
+		{"point", Type_code::VECTOR3, 1},
+	};
+};
+
 #ifdef HALD
 struct ovl_Expressions_args {
 	qzScalar v_gain;

@@ -32,6 +32,15 @@ struct ovl_Lib_pair {
 	{}
 };
 
+template <> struct Struct_info<ovl_Lib_pair> {
+	static constexpr const char *name = "Lib_pair";
+	static constexpr int member_count = 2;
+	static constexpr Struct_member members[2] = {
+		{"first", Type_code::SCALAR, 1},
+		{"second", Type_code::SCALAR, 1},
+	};
+};
+
 float ovl_lib_sum(State *state,Factory_access &factory,ovl_Lib_pair ovl_pair)
 {
 	return ovl_pair.ovl_first + ovl_pair.ovl_second;

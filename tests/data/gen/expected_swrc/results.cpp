@@ -30,6 +30,14 @@ struct ovl_Surface_info {
 	{}
 };
 
+template <> struct Struct_info<ovl_Surface_info> {
+	static constexpr const char *name = "Surface_info";
+	static constexpr int member_count = 1;
+	static constexpr Struct_member members[1] = {
+		{"roughness", Type_code::SCALAR, 1},
+	};
+};
+
 #ifdef HALD
 struct ovl_Results_args {
 };

@@ -32,6 +32,15 @@ struct ovl_Layer {
 	{}
 };
 
+template <> struct Struct_info<ovl_Layer> {
+	static constexpr const char *name = "Layer";
+	static constexpr int member_count = 2;
+	static constexpr Struct_member members[2] = {
+		{"tint", Type_code::COLOR, 1},
+		{"weight", Type_code::SCALAR, 1},
+	};
+};
+
 enum Blend_mode {
 	ovl_BLEND_ADD = 0,
 	ovl_BLEND_MULTIPLY = 3,

@@ -32,13 +32,26 @@ struct ovl_Pair {
 	{}
 };
 
+template <> struct Struct_info<ovl_Pair> {
+	static constexpr const char *name = "Pair";
+	static constexpr int member_count = 2;
+	static constexpr Struct_member members[2] = {
+		{"a", Type_code::SCALAR, 1},
+		{"b", Type_code::SCALAR, 1},
+	};
+};
+
 #ifdef HALD
+struct hd_ovl_Pair {
+	qzScalar v_a;
+	qzScalar v_b;
+};
 struct ovl_Math_Color_Add_args {
 	qzColor v_left_base;
 	qzScalar v_left_amount;
-	ovl_Pair v_left_weights;
+	hd_ovl_Pair v_left_weights;
 	qzColor v_right_base;
-	ovl_Pair v_right_weights;
+	hd_ovl_Pair v_right_weights;
 	qzVector v_right_normal;
 };
 #endif
@@ -121,9 +134,11 @@ public:
 	{
 		ovl_left_base = *(Vector4 *)qz_eval_color(&args->v_left_base);
 		ovl_left_amount = *(float *)qz_eval_scalar(&args->v_left_amount);
-		ovl_left_weights = *(ovl_Pair *)qz_eval_void(&args->v_left_weights);
+		ovl_left_weights.ovl_a = *(float *)qz_eval_scalar(&args->v_left_weights.v_a);
+		ovl_left_weights.ovl_b = *(float *)qz_eval_scalar(&args->v_left_weights.v_b);
 		ovl_right_base = *(Vector4 *)qz_eval_color(&args->v_right_base);
-		ovl_right_weights = *(ovl_Pair *)qz_eval_void(&args->v_right_weights);
+		ovl_right_weights.ovl_a = *(float *)qz_eval_scalar(&args->v_right_weights.v_a);
+		ovl_right_weights.ovl_b = *(float *)qz_eval_scalar(&args->v_right_weights.v_b);
 		ovl_right_normal = *(Vector3 *)qz_eval_vector(&args->v_right_normal);
 	}
 #endif

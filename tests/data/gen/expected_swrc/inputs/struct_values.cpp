@@ -32,6 +32,15 @@ struct ovl_Pair {
 	{}
 };
 
+template <> struct Struct_info<ovl_Pair> {
+	static constexpr const char *name = "Pair";
+	static constexpr int member_count = 2;
+	static constexpr Struct_member members[2] = {
+		{"a", Type_code::SCALAR, 1},
+		{"b", Type_code::SCALAR, 1},
+	};
+};
+
 struct ovl_Two {
 	ovl_Pair ovl_first;
 	ovl_Pair ovl_second;
@@ -40,6 +49,15 @@ struct ovl_Two {
 		: ovl_first(_ovl_first)
 		, ovl_second(_ovl_second)
 	{}
+};
+
+template <> struct Struct_info<ovl_Two> {
+	static constexpr const char *name = "Two";
+	static constexpr int member_count = 2;
+	static constexpr Struct_member members[2] = {
+		{"first", Type_code::STRUCT, 1},
+		{"second", Type_code::STRUCT, 1},
+	};
 };
 
 #ifdef HALD
