@@ -1,20 +1,9 @@
 #include <string>
-#include <vector>
 
 #include "host/host_library.h"
 
 using vorn_host_test::Session;
-
-namespace {
-
-std::string message(vorn::ICompiler_errors* errors, uint32_t index)
-{
-    std::vector<char> text(errors->get_message_length(index) + 1);
-    errors->get_message(index, text.data(), uint32_t(text.size()));
-    return text.data();
-}
-
-}  // namespace
+using vorn_host_test::message_of;
 
 TEST(Host_compiler, compiler_objects_are_distinct)
 {
@@ -71,7 +60,7 @@ TEST(Host_compiler, semantic_errors_give_null_and_the_messages)
     ASSERT_EQ(errors->get_count(), 2u);
     EXPECT_EQ(errors->get_error_number(0), 7u);
     EXPECT_EQ(errors->get_line(0), 2);
-    EXPECT_EQ(message(errors, 0), "Error in file 'unknown file' line 2: unknown variable: \"missing\"");
+    EXPECT_EQ(message_of(errors, 0), "Error in file 'unknown file' line 2: unknown variable: \"missing\"");
     EXPECT_EQ(errors->get_error_number(1), 13u);
     // Without a collector the same call is quiet and safe.
     EXPECT_EQ(session.compiler->compile_source("Scalar x = ;", nullptr), nullptr);
@@ -88,7 +77,7 @@ TEST(Host_compiler, files_and_imports)
     session.root->set_shader_path(dir.c_str());
     vorn::ICompiler_errors* errors = session.compiler->create_errors();
     vorn::ICompilation_unit* unit = session.compiler->compile_file("importer.ovl", errors);
-    ASSERT_NE(unit, nullptr) << (errors->get_count() ? message(errors, 0) : std::string());
+    ASSERT_NE(unit, nullptr) << (errors->get_count() ? message_of(errors, 0) : std::string());
     ASSERT_EQ(unit->get_import_count(), 1u);
     EXPECT_STREQ(unit->get_import_name(0), "imported.ovl");
     vorn::ICompilation_unit* imported = unit->get_import_unit(0);
@@ -104,7 +93,7 @@ TEST(Host_compiler, files_and_imports)
 
     EXPECT_EQ(session.compiler->compile_file("missing.ovl", errors), nullptr);
     ASSERT_EQ(errors->get_count(), 1u);
-    EXPECT_EQ(message(errors, 0), "Unable to open file 'missing.ovl'.");
+    EXPECT_EQ(message_of(errors, 0), "Unable to open file 'missing.ovl'.");
     errors->release();
 }
 

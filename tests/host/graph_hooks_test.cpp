@@ -4,12 +4,13 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "host/host_library.h"
 
+using vorn_host_test::message_of;
+using vorn_host_test::read_file;
 using vorn_host_test::Session;
 
 namespace {
@@ -46,14 +47,6 @@ vorn::IGraph_library_manager* make_manager(void* context, const char* path, vorn
     if (state->manager)
         state->manager->retain();
     return state->manager;
-}
-
-std::string message_of(vorn::ICompiler_errors* errors, uint32_t index)
-{
-    std::string text(errors->get_message_length(index) + 1, '\0');
-    errors->get_message(index, &text[0], uint32_t(text.size()));
-    text.pop_back();
-    return text;
 }
 
 std::vector<std::string> messages_of(vorn::ICompiler_errors* errors)
@@ -156,14 +149,6 @@ void write_render(void*, vorn::IGraph_data_writer* writer)
     writer->end_element();
     writer->begin_element("light");
     writer->attribute("name", "fill");
-}
-
-std::string read_file(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 }  // namespace

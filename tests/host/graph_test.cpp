@@ -7,14 +7,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "host/host_library.h"
 
+using vorn_host_test::read_file;
 using vorn_host_test::Session;
+using vorn_host_test::write_file;
 
 namespace {
 
@@ -38,16 +38,6 @@ std::string temp_dir(const std::string& name)
     std::string command = "rm -rf '" + dir + "' && mkdir -p '" + dir + "'";
     EXPECT_EQ(std::system(command.c_str()), 0);
     return dir;
-}
-
-void write_file(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
-
-std::string read_file(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 std::string name_of(vorn::IGraph_node* node) { return node && node->get_name() ? node->get_name() : "<null>"; }

@@ -4,6 +4,10 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+#include <string>
+
 #include "vorn/vorn.h"
 
 namespace vorn_host_test {
@@ -46,5 +50,27 @@ struct Session {
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 };
+
+// Message index of a collector, as a host reads it through the buffer interface.
+inline std::string message_of(vorn::ICompiler_errors* errors, uint32_t index)
+{
+    std::string text(errors->get_message_length(index) + 1, '\0');
+    errors->get_message(index, &text[0], uint32_t(text.size()));
+    text.pop_back();
+    return text;
+}
+
+inline std::string read_file(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+inline void write_file(const std::string& path, const std::string& text)
+{
+    std::ofstream(path, std::ios::binary) << text;
+}
 
 }  // namespace vorn_host_test
