@@ -85,6 +85,9 @@ check "a failing C++ compiler exits 1 with its messages" "[ $status -eq 1 ] && g
 printf 'shader S { input: String label = "x"; output: Color result; void main() { result = Color(1, 1, 1, 1); } };\n' > "$tmp/text.ovl"
 err=$("$vornc" preview "$tmp/text.ovl" --target Swrc -o "$tmp/x.png" 2>&1); status=$?
 check "a string input is refused with its name" "[ $status -eq 1 ] && grep -q \"input 'label'\" <<<\"\$err\""
+printf 'shader S { output: Color result; String name; void main() { result = Color(1, 1, 1, 1); name = "n"; } };\n' > "$tmp/named.ovl"
+err=$("$vornc" preview "$tmp/named.ovl" --target Swrc -o "$tmp/x.png" 2>&1); status=$?
+check "a string output is refused, not written into raw bytes ($err)" "[ $status -eq 1 ] && grep -q \"output 'name'\" <<<\"\$err\""
 printf 'shader S { output: Scalar s; void main() { s = 1.0; } };\n' > "$tmp/scalar.ovl"
 err=$("$vornc" preview "$tmp/scalar.ovl" --target GL -o "$tmp/x.png" 2>&1); status=$?
 check "a shader without a colour output is refused" "[ $status -eq 1 ] && grep -q 'no colour output' <<<\"\$err\""

@@ -80,6 +80,7 @@ struct Mesa {
     GLint (*get_uniform_location)(GLuint, const char*) = nullptr;
     void (*uniform_fv[4])(GLint, GLsizei, const GLfloat*) = {};
     void (*uniform_1i)(GLint, GLint) = nullptr;
+    void (*uniform_matrix_4fv)(GLint, GLsizei, unsigned char, const GLfloat*) = nullptr;
     void (*gen_textures)(GLsizei, GLuint*) = nullptr;
     void (*bind_texture)(GLenum, GLuint) = nullptr;
     void (*tex_parameter)(GLenum, GLenum, GLint) = nullptr;
@@ -160,6 +161,7 @@ struct Mesa {
         get(uniform_fv[2], "glUniform3fv");
         get(uniform_fv[3], "glUniform4fv");
         get(uniform_1i, "glUniform1i");
+        get(uniform_matrix_4fv, "glUniformMatrix4fv");
         get(gen_textures, "glGenTextures");
         get(bind_texture, "glBindTexture");
         get(tex_parameter, "glTexParameteri");
@@ -278,6 +280,15 @@ bool render_gl(const std::string& vertex_text, const std::string& fragment_text,
                 std::memcpy(values, input.bytes.data(), std::min<std::size_t>(16, input.bytes.size()));
                 gl.uniform_fv[input.bytes.size() / 4 - 1](location, 1, values);
             }
+        }
+        for (const State_uniform& uniform : state_uniforms()) {
+            const GLint location = gl.get_uniform_location(program, uniform.name);
+            if (location < 0)
+                continue;
+            if (uniform.values.size() == 16)
+                gl.uniform_matrix_4fv(location, 1, 0, uniform.values.data());
+            else
+                gl.uniform_fv[uniform.values.size() - 1](location, 1, uniform.values.data());
         }
         gl.viewport(0, 0, width, height);
         gl.disable(gl_depth_test);

@@ -33,6 +33,16 @@ struct Shading_point {
 // The point at the centre of pixel (x, y) of a width by height picture.
 Shading_point quad_point(int x, int y, int width, int height);
 
+// The values that are the same at every pixel, as the GL pair's uniforms take them (1, 2 or 16
+// floats; a matrix by columns): the C++ runtime's own defaults for the camera (focal length 1,
+// aspect ratio 1, clipping 0.1 to 1000, focus 1), zero for the frame's times and sizes, and the
+// identity for every transform between spaces. A uniform the text does not declare is skipped.
+struct State_uniform {
+    const char* name;
+    std::vector<float> values;
+};
+const std::vector<State_uniform>& state_uniforms();
+
 // A float colour as 8 bits, as a GL colour buffer stores it (clamped, rounded).
 std::uint8_t to_byte(float value);
 

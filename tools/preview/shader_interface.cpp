@@ -30,6 +30,25 @@ Shading_point quad_point(int x, int y, int width, int height)
     return p;
 }
 
+const std::vector<State_uniform>& state_uniforms()
+{
+    static const std::vector<State_uniform> uniforms = [] {
+        std::vector<State_uniform> list = {
+            {"focal_length", {1.0f}}, {"aspect_ratio", {1.0f}}, {"near_clip", {0.1f}},
+            {"far_clip", {1000.0f}},  {"dof_focus", {1.0f}},
+        };
+        std::vector<float> identity(16, 0.0f);
+        for (int i = 0; i < 4; ++i)
+            identity[std::size_t(i) * 5] = 1.0f;
+        for (const char* name : {"world_to_object", "world_to_camera", "world_to_raster", "object_to_camera",
+                                 "object_to_world", "object_to_raster", "camera_to_world", "camera_to_object",
+                                 "camera_to_raster", "raster_to_object", "raster_to_world", "raster_to_camera"})
+            list.push_back({name, identity});
+        return list;
+    }();
+    return uniforms;
+}
+
 std::uint8_t to_byte(float value)
 {
     if (!(value > 0.0f))
@@ -73,15 +92,21 @@ bool read_parameters(vorn::IGraph_node_class* node_class, uint32_t selector, std
         vorn::IType* type = it->get_type();
         parameter.kind = type ? type->get_kind() : 0;
         const bool listed = type && type->get_array_size() == 1 && component_count(parameter.kind) > 0;
+        // Strings, arrays and structs (which may hold them) are objects that need constructing.
+        const bool plain = type && type->get_array_size() == 1 && parameter.kind != vorn::TYPE_KIND_STRING &&
+                           parameter.kind != vorn::TYPE_KIND_STRUCT;
         if (type)
             type->release();
         if (!listed) {
-            // An output the preview does not draw needs only room; an input needs a value.
-            if (selector == vorn::PARAMETERS_OUTPUT) {
+            // An output the preview does not draw needs only room, which zeroed bytes give plain
+            // values; an input needs a value.
+            if (selector == vorn::PARAMETERS_OUTPUT && plain) {
                 parameters.push_back(parameter);
                 continue;
             }
-            why = "the input '" + parameter.name + "' is of a type that a preview cannot set";
+            why = "the " + std::string(selector == vorn::PARAMETERS_OUTPUT ? "output" : "input") + " '" +
+                  parameter.name + "' is of a type that a preview cannot " +
+                  (selector == vorn::PARAMETERS_OUTPUT ? "hold" : "set");
             ok = false;
             break;
         }
