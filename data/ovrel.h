@@ -326,8 +326,9 @@ typedef Mat<4, 2> Matrix4x2;
 typedef Mat<2, 4> Matrix2x4;
 typedef Mat<4, 4> Matrix4x4;
 
-template <class V>
-Vec<float, 3>& operator*=(Vec<float, 3>& x, const Mat<3, 3>& m)
+// v *= M is v * M, for a square M of any size.
+template <int N>
+Vec<float, N>& operator*=(Vec<float, N>& x, const Mat<N, N>& m)
 {
     return x = x * m;
 }
@@ -414,6 +415,37 @@ template <int N>
 Vec<float, N> clamp(const Vec<float, N>& x, const Vec<float, N>& lo, const Vec<float, N>& hi)
 {
     return min(max(x, lo), hi);
+}
+// Numbers in the text are doubles. A call on doubles alone (or doubles and ints) means the
+// Scalar function; the float and the int overloads would each need conversions and neither wins.
+namespace DETAIL {
+template <class... T>
+constexpr bool scalar_call = (std::is_arithmetic<T>::value && ...) && !(std::is_integral<T>::value && ...);
+}
+template <class A, class = typename std::enable_if<DETAIL::scalar_call<A>>::type>
+float abs(A x)
+{
+    return abs(float(x));
+}
+template <class A, class = typename std::enable_if<DETAIL::scalar_call<A>>::type>
+float sign(A x)
+{
+    return sign(float(x));
+}
+template <class A, class B, class = typename std::enable_if<DETAIL::scalar_call<A, B>>::type>
+float max(A a, B b)
+{
+    return max(float(a), float(b));
+}
+template <class A, class B, class = typename std::enable_if<DETAIL::scalar_call<A, B>>::type>
+float min(A a, B b)
+{
+    return min(float(a), float(b));
+}
+template <class A, class B, class C, class = typename std::enable_if<DETAIL::scalar_call<A, B, C>>::type>
+float clamp(A x, B lo, C hi)
+{
+    return clamp(float(x), float(lo), float(hi));
 }
 template <int N>
 Vec<int, N> max(const Vec<int, N>& a, const Vec<int, N>& b)

@@ -26,12 +26,12 @@ for example in examples/*.ovl; do
 done
 mkdir -p "$out"
 for example in examples/*.ovl; do
-  for target in FX GL Cg; do
+  for target in FX GL Cg Swrc; do
     echo "== vornc compile $example --target $target -o $out"
     "$vornc" compile "$example" --target "$target" -o "$out"
   done
 done
-written=$(find "$out" -maxdepth 1 \( -name '*.fx' -o -name '*.vert' -o -name '*.frag' \) | wc -l)
+written=$(find "$out" -maxdepth 1 \( -name '*.fx' -o -name '*.vert' -o -name '*.frag' -o -name '*.cpp' \) | wc -l)
 echo "== $out/rim.frag: the shader's root function"
 sed -n '/^vec4 Rim_eval(State state)$/,/^}$/p' "$out/rim.frag"
 echo "== vornc dump-tree examples/rim.ovl (first lines)"
@@ -53,5 +53,7 @@ echo "== vornc compile examples/lit_phong.xovl --node surface --lights key,sun -
 "$vornc" compile examples/lit_phong.xovl --node surface --lights key,sun --target FX -o "$out/export/"
 echo "== $out/export/lit_phong.frag: the light inputs a host sets"
 grep '^uniform .*__light' "$out/export/lit_phong.frag"
+echo "== vornc preview examples/checker.ovl --target Swrc -o $out/checker.png (C++ built and run on the CPU)"
+"$vornc" preview examples/checker.ovl --target Swrc -o "$out/checker.png"
 echo "demo: $checked examples checked without diagnostics, $written generated files in $out/"
 echo "demo: $graphs graph files listed, drawn as $out/*.dot (dot -Tpng FILE.dot -o FILE.png)"

@@ -360,13 +360,16 @@ if (d == 0.0) discard;
 
 )";
 
+// A matrix's elements are printed by rows and products are printed turned round, so the
+// elements go here row by row too: the rows are the tangent, the binormal and the normal, as
+// on the other targets. Listing them by columns would give the transposed matrix.
 const char* const tangent_space_lines =
     R"(vec3 tangent = normalize(tex_tangent);
 vec3 binormal = normalize(tex_binormal);
 state.tangent_space[0] = mat3(
-    tangent[0], binormal[0], normal[0],
-    tangent[1], binormal[1], normal[1],
-    tangent[2], binormal[2], normal[2] );
+    tangent[0], tangent[1], tangent[2],
+    binormal[0], binormal[1], binormal[2],
+    state.normal[0], state.normal[1], state.normal[2] );
 )";
 
 const char* const fragment_main_comment =

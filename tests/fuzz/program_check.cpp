@@ -1,11 +1,13 @@
 // vorn_program_check: random Ovrel programs through the whole path. Each must compile with no
 // diagnostic; its GL pair must pass glslangValidator stage by stage, link with the companion
 // source, and compile, link and draw on Mesa; its HLSL effect must pass the same glslang check
-// as the effect golden files. Colour programs must draw the colour that the generator worked out.
+// as the effect golden files. Colour programs must draw the colour that the generator worked out;
+// with --cpu 1 their C++ text is also built (one shared object a batch) and run on the CPU, and
+// its picture must agree with Mesa's pixel by pixel.
 // Program i of a run uses seed * 1000003 + i, so any failure reproduces from its seed and number.
 //
 // usage: vorn_program_check [--seed N] [--count N] [--colour N] [--check-every K] [--seconds S]
-//                           [--keep DIR] [--companion FILE]
+//                           [--keep DIR] [--companion FILE] [--cpu 0|1]
 // --check-every K links with glslang and checks the HLSL of every K-th program only (each costs
 // processes of its own); --seconds runs batches until the time is up. Exit status 1 on any fault.
 #include <sys/stat.h>
@@ -23,6 +25,7 @@
 #include <vector>
 
 #include "back12/generated_shader.h"
+#include "preview.h"
 #include "compiler/compile_options.h"
 #include "compiler/mod_compiler.h"
 #include "program_generator.h"
@@ -42,6 +45,7 @@ struct Settings {
     std::string keep;
     std::string companion;
     std::string work;
+    bool cpu = false;
 };
 
 struct Tally {
@@ -51,6 +55,7 @@ struct Tally {
     int glslang_links = 0;
     int hlsl_checks = 0;
     int mesa_draws = 0;
+    int cpu_draws = 0;
 };
 
 bool write_file(const std::string& path, const std::string& text)
@@ -87,6 +92,7 @@ private:
         std::string vertex;
         std::string fragment;
         std::string effect;
+        std::string cpp;
         bool has_colour = false;
         double colour[4] = {0, 0, 0, 1};
         bool failed = false;
@@ -97,6 +103,7 @@ private:
     void check_stages(std::vector<Case>& cases);
     void check_link_and_hlsl(Case& one);
     void check_on_mesa(std::vector<Case>& cases);
+    void check_on_cpu(std::vector<std::pair<Case*, vorn_render::Image>>& drawn);
     std::string path(const Case& one, const char* extension) const
     {
         return settings_.work + "/p" + std::to_string(one.number) + extension;
@@ -153,6 +160,16 @@ bool Checker::compile(Case& one)
     one.vertex = *gl->program_text(0);
     one.fragment = *gl->program_text(1);
     one.effect = *fx->program_text(0);
+    if (settings_.cpu && one.has_colour) {
+        options.attributes.erase("format");
+        std::unique_ptr<QZ::BACK12::Generated_shader> cpp(
+            QZ::COMPILER::mod_compiler->generate_shader(unit.get(), "Swrc", options));
+        if (!cpp || cpp->program_count() < 1) {
+            fault(one, "generation", "the C++ target gave no text");
+            return false;
+        }
+        one.cpp = *cpp->program_text(0);
+    }
     return true;
 }
 
@@ -235,6 +252,7 @@ void Checker::check_on_mesa(std::vector<Case>& cases)
     if (requests.empty())
         return;
     std::vector<vorn_render::Render_result> results = vorn_render::render_all(requests, 600);
+    std::vector<std::pair<Case*, vorn_render::Image>> colour_drawn;
     for (size_t k = 0; k < results.size(); ++k) {
         Case& one = *drawn[k];
         ++tally_.mesa_draws;
@@ -249,6 +267,53 @@ void Checker::check_on_mesa(std::vector<Case>& cases)
                                uint8_t(std::lround(one.colour[2] * 255)), uint8_t(std::lround(one.colour[3] * 255))};
         if (!vorn_render::near(got, want, 2))
             fault(one, "colour", "drew " + vorn_render::to_string(got) + ", the source means " + vorn_render::to_string(want));
+        else if (settings_.cpu)
+            colour_drawn.emplace_back(&one, results[k].image);
+    }
+    if (!colour_drawn.empty())
+        check_on_cpu(colour_drawn);
+}
+
+// The C++ texts of the batch in one shared object; each picture must be Mesa's.
+void Checker::check_on_cpu(std::vector<std::pair<Case*, vorn_render::Image>>& drawn)
+{
+    std::vector<std::string> texts;
+    for (const auto& one : drawn)
+        texts.push_back(one.first->cpp);
+    vorn_preview::Build_options options;
+    options.include_directory = VORN_DATA_DIR;
+    vorn_preview::Cpu_shaders built;
+    std::string why;
+    if (!built.build(texts, options, why)) {
+        // One build for the batch: the fault goes to its first program, with the compiler's words.
+        fault(*drawn[0].first, "cpu_build", why);
+        return;
+    }
+    vorn_preview::Shader_interface shader;
+    vorn_preview::Parameter result;
+    result.name = "result";
+    shader.outputs.push_back(result);
+    shader.colour_output = "result";
+    for (size_t k = 0; k < drawn.size(); ++k) {
+        Case& one = *drawn[k].first;
+        const vorn_render::Image& mesa = drawn[k].second;
+        vorn_preview::Image cpu;
+        ++tally_.cpu_draws;
+        if (!built.shade(k, shader, mesa.width, mesa.height, cpu, why)) {
+            fault(one, "cpu_run", why);
+            continue;
+        }
+        for (int y = 0; y < mesa.height; ++y)
+            for (int x = 0; x < mesa.width; ++x) {
+                const std::uint8_t* c = &cpu.rgba[(size_t(y) * size_t(mesa.width) + size_t(x)) * 4];
+                vorn_render::Rgba got{c[0], c[1], c[2], c[3]};
+                if (!vorn_render::near(got, mesa.at(x, y), 2)) {
+                    fault(one, "cpu", "the CPU drew " + vorn_render::to_string(got) + " at (" + std::to_string(x) +
+                                          ", " + std::to_string(y) + "), Mesa " + vorn_render::to_string(mesa.at(x, y)));
+                    y = mesa.height;
+                    break;
+                }
+            }
     }
 }
 
@@ -297,6 +362,8 @@ bool parse(int argc, char** argv, Settings& settings)
             settings.keep = value;
         else if (flag == "--companion")
             settings.companion = value;
+        else if (flag == "--cpu")
+            settings.cpu = value == "1";
         else
             return false;
     }
@@ -311,7 +378,7 @@ int main(int argc, char** argv)
     settings.companion = VORN_COMPANION_PATH;
     if (!parse(argc, argv, settings)) {
         std::fprintf(stderr, "usage: vorn_program_check [--seed N] [--count N] [--colour N] [--check-every K] "
-                             "[--seconds S] [--keep DIR] [--companion FILE]\n");
+                             "[--seconds S] [--keep DIR] [--companion FILE] [--cpu 0|1]\n");
         return 2;
     }
     char work[] = "/tmp/vorn_programs_XXXXXX";
@@ -363,9 +430,9 @@ int main(int argc, char** argv)
         faults += f.second;
     double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     std::printf("seed %llu: %d programs and %d colour programs in %.1f s; %d glslang links, %d HLSL checks, %d Mesa "
-                "draws; %d faults",
+                "draws, %d CPU draws; %d faults",
                 (unsigned long long)settings.seed, tally.programs, tally.colour_programs, elapsed, tally.glslang_links,
-                tally.hlsl_checks, tally.mesa_draws, faults);
+                tally.hlsl_checks, tally.mesa_draws, tally.cpu_draws, faults);
     for (const auto& f : tally.faults)
         std::printf(" %s:%d", f.first.c_str(), f.second);
     std::printf("\n");

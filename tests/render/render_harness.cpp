@@ -162,6 +162,7 @@ struct Gl_entry_points {
     PFNGLUNIFORM3FVPROC uniform_3fv = nullptr;
     PFNGLUNIFORM4FVPROC uniform_4fv = nullptr;
     PFNGLUNIFORM1IPROC uniform_1i = nullptr;
+    PFNGLUNIFORMMATRIX4FVPROC uniform_matrix_4fv = nullptr;
 
     // Names every entry point that could not be found; empty when all are there.
     std::string load()
@@ -194,6 +195,7 @@ struct Gl_entry_points {
         get(uniform_3fv, "glUniform3fv");
         get(uniform_4fv, "glUniform4fv");
         get(uniform_1i, "glUniform1i");
+        get(uniform_matrix_4fv, "glUniformMatrix4fv");
         return missing;
     }
 };
@@ -225,6 +227,7 @@ const char* type_name(GLenum type)
     case GL_FLOAT_VEC2: return "vec2";
     case GL_FLOAT_VEC3: return "vec3";
     case GL_FLOAT_VEC4: return "vec4";
+    case GL_FLOAT_MAT4: return "mat4";
     case GL_INT: return "int";
     case GL_BOOL: return "bool";
     case GL_SAMPLER_2D: return "sampler2D";
@@ -240,9 +243,9 @@ std::string check_request(const Render_request& request)
     for (const auto& [name, value] : request.uniforms) {
         switch (value.kind) {
         case Uniform_value::Kind::floats:
-            if (value.floats.empty() || value.floats.size() > 4)
+            if (value.floats.empty() || (value.floats.size() > 4 && value.floats.size() != 16))
                 return "uniform '" + name + "' has " + std::to_string(value.floats.size())
-                    + " components; 1 to 4 are allowed";
+                    + " components; 1 to 4 or 16 are allowed";
             break;
         case Uniform_value::Kind::integer:
             break;
@@ -415,6 +418,8 @@ private:
         switch (value.kind) {
         case Uniform_value::Kind::floats: {
             static const GLenum by_count[] = {GL_FLOAT, GL_FLOAT_VEC2, GL_FLOAT_VEC3, GL_FLOAT_VEC4};
+            if (value.floats.size() == 16)
+                return type == GL_FLOAT_MAT4;
             return type == by_count[value.floats.size() - 1];
         }
         case Uniform_value::Kind::integer: return type == GL_INT || type == GL_BOOL;
@@ -427,6 +432,8 @@ private:
     {
         switch (value.kind) {
         case Uniform_value::Kind::floats:
+            if (value.floats.size() == 16)
+                return "mat4";
             return value.floats.size() == 1 ? "float" : "vec" + std::to_string(value.floats.size());
         case Uniform_value::Kind::integer: return "int";
         case Uniform_value::Kind::sampler_2d: return "sampler2D";
@@ -454,6 +461,7 @@ private:
             case Uniform_value::Kind::floats: {
                 const float* v = value.floats.data();
                 switch (value.floats.size()) {
+                case 16: gl_.uniform_matrix_4fv(location, 1, GL_FALSE, v); break;
                 case 1: gl_.uniform_1fv(location, 1, v); break;
                 case 2: gl_.uniform_2fv(location, 1, v); break;
                 case 3: gl_.uniform_3fv(location, 1, v); break;

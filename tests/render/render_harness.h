@@ -34,7 +34,7 @@ struct Image {
 struct Uniform_value {
     enum class Kind { floats, integer, sampler_2d };
     Kind kind = Kind::floats;
-    std::vector<float> floats;  // 1 to 4 components
+    std::vector<float> floats;  // 1 to 4 components, or 16 for a mat4 by columns
     int integer = 0;            // the int value, or the unit of a sampler
     Image texture;              // for a sampler
     bool linear_filter = false; // nearest by default, so texels show exactly

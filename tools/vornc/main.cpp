@@ -16,6 +16,7 @@
 #include "link_command.h"
 #include "option_table.h"
 #include "output.h"
+#include "preview.h"
 #include "reflect.h"
 #include "vorn/vorn.h"
 
@@ -58,13 +59,18 @@ std::string library_directory()
     return slash == std::string::npos ? "." : file.substr(0, slash);
 }
 
-std::string default_shader_path()
+std::string data_directory()
 {
     std::string directory = library_directory();
     std::string data = directory + "/shaders";
     if (!vornc::is_directory(data))
         data = directory + "/" VORN_DATA_RELATIVE_DIR;
-    return ".;${@QZ_FILE_PATH};./shaders;" + data;
+    return data;
+}
+
+std::string default_shader_path()
+{
+    return ".;${@QZ_FILE_PATH};./shaders;" + data_directory();
 }
 
 // Environment substitution for display: ${NAME}, ${@NAME} and $NAME; unset optional names vanish.
@@ -594,6 +600,72 @@ int command_preprocess(Library& library, const Arguments& arguments, Diagnostic_
     return vornc::write_dependencies(arguments, written, dependencies, printer) ? 0 : 1;
 }
 
+// A picture of a surface shader on the quad: its C++ text built and run on the CPU (Swrc), or its
+// GL pair drawn by OSMesa (GL); the inputs keep their defaults.
+int command_preview(Library& library, const Arguments& arguments, Diagnostic_printer& printer)
+{
+    if (arguments.rest.size() != 1 || arguments.output.empty() || arguments.output == "-") {
+        std::fprintf(stderr, "vornc: preview needs one file and -o OUT.png\n");
+        return 2;
+    }
+    if (arguments.target != "Swrc" && arguments.target != "GL") {
+        std::fprintf(stderr, "vornc: preview needs --target Swrc (the CPU) or --target GL (OSMesa)\n");
+        return 2;
+    }
+    std::string compiler = "c++";
+    for (const auto& option : arguments.options)
+        if (option.first == "cplusplus_compiler")
+            compiler = option.second;
+    Input input = open_input(arguments.rest[0]);
+    bool empty = false;
+    vorn::ICompilation_unit* unit = compile_input(library, input, printer, &empty);
+    if (empty)
+        printer.error(input.name, "nothing to preview (no declarations)");
+    if (!unit)
+        return 1;
+    vorn_preview::Shader_interface shader;
+    std::string why;
+    std::vector<std::string> texts;
+    bool ok = vorn_preview::describe(unit, arguments.shader, shader, why);
+    if (ok) {
+        texts = vorn_preview::generate(library.compiler, unit, arguments.target, shader.name, why);
+        ok = !texts.empty();
+    }
+    unit->release();
+    library.report_log(printer);
+    const int size = 256;
+    vorn_preview::Image image;
+    if (ok && arguments.target == "Swrc") {
+        vorn_preview::Cpu_shaders built;
+        vorn_preview::Build_options options;
+        options.compiler = compiler;
+        options.include_directory = data_directory();
+        ok = built.build({texts[0]}, options, why) && built.shade(0, shader, size, size, image, why);
+    } else if (ok) {
+        std::string companion;
+        std::string companion_path = data_directory() + "/vorn_companion.glsl";
+        std::FILE* file = std::fopen(companion_path.c_str(), "rb");
+        ok = file && vornc::read_stream(file, companion);
+        if (file)
+            std::fclose(file);
+        if (!ok)
+            why = "cannot read " + companion_path;
+        ok = ok && texts.size() == 2 &&
+             vorn_preview::render_gl(texts[0], texts[1], companion, shader, size, size, image, why);
+    }
+    if (!ok) {
+        printer.error(input.name, why);
+        return 1;
+    }
+    std::string written = vornc::write_file(arguments.output, vorn_preview::png_bytes(image));
+    if (!written.empty()) {
+        printer.error(arguments.output, "cannot write: " + written);
+        return 1;
+    }
+    std::printf("%s\n", arguments.output.c_str());
+    return 0;
+}
+
 int command_options(const Arguments& arguments, Library& library)
 {
     std::vector<std::string> targets = arguments.rest.empty() ? library.target_names() : arguments.rest;
@@ -699,6 +771,8 @@ int main(int argc, char** argv)
         return command_reflect(library, arguments, printer);
     if (arguments.command == "options")
         return command_options(arguments, library);
+    if (arguments.command == "preview")
+        return command_preview(library, arguments, printer);
     if (arguments.command == "targets")
         return command_targets(library);
     std::fprintf(stderr, "vornc: unknown command '%s'\n", arguments.command.c_str());

@@ -72,6 +72,8 @@ const std::vector<Option_key> swrc_keys = {
     VORNC_COMMON_KEYS,
     {"shader_count", any_text},
     {"shader_index", any_text},
+    // Read by preview only: the command that builds the text.
+    {"cplusplus_compiler", any_text},
 };
 
 #undef VORNC_COMMON_KEYS

@@ -160,9 +160,9 @@ void main()
 	vec3 tangent = normalize(tex_tangent);
 	vec3 binormal = normalize(tex_binormal);
 	state.tangent_space[0] = mat3(
-	    tangent[0], binormal[0], normal[0],
-	    tangent[1], binormal[1], normal[1],
-	    tangent[2], binormal[2], normal[2] );
+	    tangent[0], tangent[1], tangent[2],
+	    binormal[0], binormal[1], binormal[2],
+	    state.normal[0], state.normal[1], state.normal[2] );
 	state.importance = 1.0;
 	gl_FragColor = Varying_eval(state);
 }
