@@ -705,10 +705,14 @@ struct Struct_member {
     int array_size;
 };
 
-// The members of a struct of a shader, in order; each generated struct has its specialisation
-// (name, member_count, members).
+// The members of a struct of a shader, in order, from the static members every generated struct
+// carries.
 template <class T>
-struct Struct_info;
+struct Struct_info {
+    static constexpr const char *name = T::info_name;
+    static constexpr int member_count = T::info_member_count;
+    static constexpr const Struct_member *members = T::info_members;
+};
 
 // The values of the state, by symbol; a symbol with _DX or _DY is the change of the value to the
 // next pixel along x or y.

@@ -87,8 +87,7 @@ private:
     };
     std::vector<Struct_member_code> members_of(const St_node* declaration) const;
     const char* type_code_of(const std::string& word) const;
-    void print_struct_info(const std::string& type, const std::string& source_name,
-                           const std::vector<Struct_member_code>& members);
+    void print_struct_info(const std::string& source_name, const std::vector<Struct_member_code>& members);
     bool prints_initializer() const;
 
     // Sections, in the order of the file

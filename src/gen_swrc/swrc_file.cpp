@@ -232,28 +232,27 @@ void Swrc_code_generator::print_struct(const St_node* declaration)
     for (size_t i = 0; i < members.size(); ++i)
         print_as_is("\t\t%c %s(_%s)\n", i ? ',' : ':', members[i].name.c_str(), members[i].name.c_str());
     print_as_is("\t{}\n");
+    print_struct_info(std::string(name_node->text_view()), members_of(declaration));
     out().write("};\n\n");
-    print_struct_info(name, std::string(name_node->text_view()), members_of(declaration));
 }
 
 // What a host reads of a struct without its declaration: each member's name in the source, type
 // code and array size (1 a single value, 0 unsized), through the trait Struct_info of the runtime.
-void Swrc_code_generator::print_struct_info(const std::string& type, const std::string& source_name,
+// Static members of the struct rather than a specialisation of the trait, so that the text may
+// stand in any namespace.
+void Swrc_code_generator::print_struct_info(const std::string& source_name,
                                             const std::vector<Struct_member_code>& members)
 {
-    out().print("template <> struct Struct_info<%s> {\n", type.c_str());
-    print_as_is("\tstatic constexpr const char *name = \"%s\";\n", source_name.c_str());
-    print_as_is("\tstatic constexpr int member_count = %zu;\n", members.size());
+    print_as_is("\tstatic constexpr const char *info_name = \"%s\";\n", source_name.c_str());
+    print_as_is("\tstatic constexpr int info_member_count = %zu;\n", members.size());
     if (members.empty()) {
-        print_as_is("\tstatic constexpr const Struct_member *members = nullptr;\n");
-    } else {
-        print_as_is("\tstatic constexpr Struct_member members[%zu] = {\n", members.size());
-        for (const Struct_member_code& member : members)
-            print_as_is("\t\t{\"%s\", Type_code::%s, %d},\n", member.name.c_str(), member.code,
-                        int(member.array_size));
-        print_as_is("\t};\n");
+        print_as_is("\tstatic constexpr const Struct_member *info_members = nullptr;\n");
+        return;
     }
-    out().write("};\n\n");
+    print_as_is("\tstatic constexpr Struct_member info_members[%zu] = {\n", members.size());
+    for (const Struct_member_code& member : members)
+        print_as_is("\t\t{\"%s\", Type_code::%s, %d},\n", member.name.c_str(), member.code, int(member.array_size));
+    print_as_is("\t};\n");
 }
 
 // The members of a struct declaration with their codes, in order.

@@ -237,10 +237,10 @@ TEST(SwrcFile, StructsCarryTheirMetadata)
                                 "struct Outer { Inner inner; Scalar weights[3]; Color tint; Mode mode; Bool on; "
                                 "String label; Texture2d map; Matrix4x4 frame; Scalar open[]; };\n"
                                 "shader S { output: Color result; void main() { Outer o; result = o.tint; } };\n");
-    EXPECT_TRUE(contains(text, "template <> struct Struct_info<ovl_Inner> {\n"
-                               "\tstatic constexpr const char *name = \"Inner\";\n"
-                               "\tstatic constexpr int member_count = 2;\n"
-                               "\tstatic constexpr Struct_member members[2] = {\n"
+    EXPECT_TRUE(contains(text, "\t{}\n"
+                               "\tstatic constexpr const char *info_name = \"Inner\";\n"
+                               "\tstatic constexpr int info_member_count = 2;\n"
+                               "\tstatic constexpr Struct_member info_members[2] = {\n"
                                "\t\t{\"cell\", Type_code::VECTOR2I, 1},\n"
                                "\t\t{\"m\", Type_code::MATRIX3x2, 1},\n"
                                "\t};\n};\n"));

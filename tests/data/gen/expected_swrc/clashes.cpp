@@ -44,12 +44,9 @@ struct ovl_Layer {
 		, ovl_string(_ovl_string)
 		, ovl_vector(_ovl_vector)
 	{}
-};
-
-template <> struct Struct_info<ovl_Layer> {
-	static constexpr const char *name = "Layer";
-	static constexpr int member_count = 9;
-	static constexpr Struct_member members[9] = {
+	static constexpr const char *info_name = "Layer";
+	static constexpr int info_member_count = 9;
+	static constexpr Struct_member info_members[9] = {
 		{"input", Type_code::SCALAR, 1},
 		{"output", Type_code::SCALAR, 1},
 		{"fixed", Type_code::SCALAR, 1},

@@ -30,12 +30,9 @@ struct ovl_Sample_pair {
 		: ovl_weight(_ovl_weight)
 		, ovl_point(_ovl_point)
 	{}
-};
-
-template <> struct Struct_info<ovl_Sample_pair> {
-	static constexpr const char *name = "Sample_pair";
-	static constexpr int member_count = 2;
-	static constexpr Struct_member members[2] = {
+	static constexpr const char *info_name = "Sample_pair";
+	static constexpr int info_member_count = 2;
+	static constexpr Struct_member info_members[2] = {
 		{"weight", Type_code::SCALAR, 1},
 		{"point", Type_code::VECTOR3, 1},
 	};

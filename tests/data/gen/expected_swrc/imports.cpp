@@ -30,12 +30,9 @@ struct ovl_Lib_pair {
 		: ovl_first(_ovl_first)
 		, ovl_second(_ovl_second)
 	{}
-};
-
-template <> struct Struct_info<ovl_Lib_pair> {
-	static constexpr const char *name = "Lib_pair";
-	static constexpr int member_count = 2;
-	static constexpr Struct_member members[2] = {
+	static constexpr const char *info_name = "Lib_pair";
+	static constexpr int info_member_count = 2;
+	static constexpr Struct_member info_members[2] = {
 		{"first", Type_code::SCALAR, 1},
 		{"second", Type_code::SCALAR, 1},
 	};

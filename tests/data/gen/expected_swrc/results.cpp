@@ -28,12 +28,9 @@ struct ovl_Surface_info {
 	ovl_Surface_info(const float &_ovl_roughness)
 		: ovl_roughness(_ovl_roughness)
 	{}
-};
-
-template <> struct Struct_info<ovl_Surface_info> {
-	static constexpr const char *name = "Surface_info";
-	static constexpr int member_count = 1;
-	static constexpr Struct_member members[1] = {
+	static constexpr const char *info_name = "Surface_info";
+	static constexpr int info_member_count = 1;
+	static constexpr Struct_member info_members[1] = {
 		{"roughness", Type_code::SCALAR, 1},
 	};
 };

@@ -38,12 +38,9 @@ struct ovl_Layer {
 		, ovl_weights(_ovl_weights)
 		, ovl_mode(_ovl_mode)
 	{}
-};
-
-template <> struct Struct_info<ovl_Layer> {
-	static constexpr const char *name = "Layer";
-	static constexpr int member_count = 3;
-	static constexpr Struct_member members[3] = {
+	static constexpr const char *info_name = "Layer";
+	static constexpr int info_member_count = 3;
+	static constexpr Struct_member info_members[3] = {
 		{"color", Type_code::COLOR, 1},
 		{"weights", Type_code::SCALAR, 4},
 		{"mode", Type_code::INT, 1},
@@ -56,12 +53,9 @@ struct ovl_Local_info {
 	ovl_Local_info(const int &_ovl_count)
 		: ovl_count(_ovl_count)
 	{}
-};
-
-template <> struct Struct_info<ovl_Local_info> {
-	static constexpr const char *name = "Local_info";
-	static constexpr int member_count = 1;
-	static constexpr Struct_member members[1] = {
+	static constexpr const char *info_name = "Local_info";
+	static constexpr int info_member_count = 1;
+	static constexpr Struct_member info_members[1] = {
 		{"count", Type_code::INT, 1},
 	};
 };

@@ -30,12 +30,9 @@ struct ovl_Layer {
 		: ovl_tint(_ovl_tint)
 		, ovl_weight(_ovl_weight)
 	{}
-};
-
-template <> struct Struct_info<ovl_Layer> {
-	static constexpr const char *name = "Layer";
-	static constexpr int member_count = 2;
-	static constexpr Struct_member members[2] = {
+	static constexpr const char *info_name = "Layer";
+	static constexpr int info_member_count = 2;
+	static constexpr Struct_member info_members[2] = {
 		{"tint", Type_code::COLOR, 1},
 		{"weight", Type_code::SCALAR, 1},
 	};

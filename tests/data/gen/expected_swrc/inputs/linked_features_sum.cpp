@@ -30,12 +30,9 @@ struct ovl_Pair {
 		: ovl_a(_ovl_a)
 		, ovl_b(_ovl_b)
 	{}
-};
-
-template <> struct Struct_info<ovl_Pair> {
-	static constexpr const char *name = "Pair";
-	static constexpr int member_count = 2;
-	static constexpr Struct_member members[2] = {
+	static constexpr const char *info_name = "Pair";
+	static constexpr int info_member_count = 2;
+	static constexpr Struct_member info_members[2] = {
 		{"a", Type_code::SCALAR, 1},
 		{"b", Type_code::SCALAR, 1},
 	};

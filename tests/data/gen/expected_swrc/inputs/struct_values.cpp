@@ -30,12 +30,9 @@ struct ovl_Pair {
 		: ovl_a(_ovl_a)
 		, ovl_b(_ovl_b)
 	{}
-};
-
-template <> struct Struct_info<ovl_Pair> {
-	static constexpr const char *name = "Pair";
-	static constexpr int member_count = 2;
-	static constexpr Struct_member members[2] = {
+	static constexpr const char *info_name = "Pair";
+	static constexpr int info_member_count = 2;
+	static constexpr Struct_member info_members[2] = {
 		{"a", Type_code::SCALAR, 1},
 		{"b", Type_code::SCALAR, 1},
 	};
@@ -49,12 +46,9 @@ struct ovl_Two {
 		: ovl_first(_ovl_first)
 		, ovl_second(_ovl_second)
 	{}
-};
-
-template <> struct Struct_info<ovl_Two> {
-	static constexpr const char *name = "Two";
-	static constexpr int member_count = 2;
-	static constexpr Struct_member members[2] = {
+	static constexpr const char *info_name = "Two";
+	static constexpr int info_member_count = 2;
+	static constexpr Struct_member info_members[2] = {
 		{"first", Type_code::STRUCT, 1},
 		{"second", Type_code::STRUCT, 1},
 	};
