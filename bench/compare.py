@@ -11,7 +11,7 @@ counts less than it would in wall time; runs are paired (vornc, then glslang) an
 are compared. Peak memory is the child's maximum resident set.
 
     bench/compare.py [--vornc build/vornc] [--sizes 100,1000,10000] [--runs 11] [--keep DIR]
-    bench/compare.py --chains 1000,2000,4000    # time against size for the linear-cost checks
+    bench/compare.py --no-examples --sizes "" --chains 1000,4000,16000   # time against size
 """
 
 import argparse
@@ -54,6 +54,30 @@ def shader_chain(count):
             "    Color result_%d;\n\n    void main()\n    {\n"
             "        result_%d = Color(gain_%d, 0.0, 0.0, 1.0);\n    }\n};\n\n" % (i, parent, i, i, i, i))
     return "".join(parts)
+
+
+def chain_reading_root(count):
+    """As shader_chain, each shader also reading the input of the last one (the root)."""
+    return shader_chain(count).replace(", 0.0, 0.0, 1.0);", ", gain_%d, 0.0, 1.0);" % (count - 1))
+
+
+def wide_family(count):
+    """One shader and count children of it, each reading an input it inherits."""
+    parts = ["shader Root\n{\ninput:\n    Scalar gain = 1.0;\noutput:\n    Color result;\n\n"
+             "    void main()\n    {\n        result = Color(gain, 0.0, 0.0, 1.0);\n    }\n};\n\n"]
+    for i in range(count):
+        parts.append(
+            "shader Leaf_%d : Root\n{\ninput:\n    Scalar gain_%d = 1.0;\n\n    void main()\n    {\n"
+            "        result = Color(gain_%d, gain, 0.0, 1.0);\n    }\n};\n\n" % (i, i, i))
+    return "".join(parts)
+
+
+def long_parameter_list(count):
+    """A function of count parameters and one call of it."""
+    parameters = ",\n".join("    Scalar p%d" % i for i in range(count))
+    arguments = ",\n".join("        %d.0" % i for i in range(count))
+    return ("Scalar many(\n%s)\n{\n    return p0 + p%d;\n}\n\nshader Many\n{\noutput:\n    Color result;\n\n"
+            "    void main()\n    {\n        result = Color(many(\n%s));\n    }\n};\n" % (parameters, count - 1, arguments))
 
 
 def import_chain(directory, count):
@@ -152,23 +176,27 @@ def compare_sizes(args, work):
 
 def scale_table(args, work):
     print("Time against size (vornc check, CPU ms, median of %d runs)" % args.runs)
-    print("%-14s %7s %10s %9s %12s" % ("shape", "size", "ms", "peak MB", "us per item"))
-    for count in args.chains:
-        source = os.path.join(work, "shaders_%d.ovl" % count)
-        with open(source, "w") as f:
-            f.write(shader_chain(count))
-        times = [measure([args.vornc, "check", source], work) for _ in range(args.runs)]
+    print("%-20s %7s %10s %9s %12s" % ("shape", "size", "ms", "peak MB", "us per item"))
+
+    def row(shape, count, command, cwd):
+        times = [measure(command, cwd) for _ in range(args.runs)]
         t = statistics.median(x[0] for x in times)
         m = statistics.median(x[1] for x in times)
-        print("%-14s %7d %10.1f %9.1f %12.1f" % ("shader chain", count, t * 1e3, m / 1024, t * 1e6 / count))
+        print("%-20s %7d %10.1f %9.1f %12.1f" % (shape, count, t * 1e3, m / 1024, t * 1e6 / count))
+
+    shapes = [("shader chain", shader_chain), ("chain reading root", chain_reading_root),
+              ("wide family", wide_family), ("parameter list", long_parameter_list)]
+    for shape, make in shapes:
+        for count in args.chains:
+            source = os.path.join(work, "%s_%d.ovl" % (shape.replace(" ", "_"), count))
+            with open(source, "w") as f:
+                f.write(make(count))
+            row(shape, count, [args.vornc, "check", source], work)
     for count in args.chains:
         directory = os.path.join(work, "imports_%d" % count)
         os.makedirs(directory, exist_ok=True)
         first = import_chain(directory, count)
-        times = [measure([args.vornc, "check", first], directory) for _ in range(args.runs)]
-        t = statistics.median(x[0] for x in times)
-        m = statistics.median(x[1] for x in times)
-        print("%-14s %7d %10.1f %9.1f %12.1f" % ("import chain", count, t * 1e3, m / 1024, t * 1e6 / count))
+        row("import chain", count, [args.vornc, "check", first], directory)
     print()
 
 

@@ -257,9 +257,9 @@ bool build_generator_input(Compilation_unit* unit, const COMPILER::Compile_optio
         return false;
     input.shader = shader;
     input.function_name = shader->name;
-    collect_variables(shader->input_variables, input.parameters);
-    collect_variables(shader->output_variables, input.outputs);
-    collect_variables(shader->member_variables, input.members);
+    collect_variables(shader->all_inputs(), input.parameters);
+    collect_variables(shader->all_outputs(), input.outputs);
+    collect_variables(shader->all_members(), input.members);
     input.primary_output = choose_primary_output(input.outputs, options.primary_output);
     input.main = shader->main_method;
     for (int32_t i = 0; i < SYNTAX_TREE::STATE_VARIABLE_COUNT; ++i)
@@ -269,7 +269,8 @@ bool build_generator_input(Compilation_unit* unit, const COMPILER::Compile_optio
     input.uses_lights = shader->uses_lights;
 
     Reachability_walk walk(input);
-    for (St_node* method : shader->methods)
+    std::vector<St_node*> methods = shader->all_methods();
+    for (St_node* method : methods)
         if (method != shader->main_method)
             walk.add_callee(method);
     for (Compilation_unit* member : input.units)
@@ -277,7 +278,7 @@ bool build_generator_input(Compilation_unit* unit, const COMPILER::Compile_optio
             walk.add_callee(function);
     if (input.main)
         walk.run(input.main);
-    for (St_node* method : shader->methods)
+    for (St_node* method : methods)
         if (method != shader->main_method && input.is_reachable(method))
             input.methods.push_back(method);
     return true;

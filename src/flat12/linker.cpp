@@ -1403,7 +1403,7 @@ private:
         std::string class_name = GRAPH::make_identifier(node_class.name());
         std::vector<const St_node*> lent = lent_inputs(shader, node_class);
         std::map<std::string, std::vector<const St_node*>> methods;
-        for (const St_node* method : shader.methods)
+        for (const St_node* method : shader.all_methods())
             if (method != shader.main_method && well_formed(method))
                 methods[function_name(method)].push_back(method);
         struct Copy {
@@ -1901,7 +1901,7 @@ private:
     static std::vector<const St_node*> lent_inputs(const Shader_declaration& shader, const Graph_node_class& node_class)
     {
         std::vector<const St_node*> lent;
-        for (const St_node* declaration : shader.input_variables) {
+        for (const St_node* declaration : shader.all_inputs()) {
             std::string name = declared_name(declaration);
             if (!name.empty() && !find_in(node_class.inputs, name.c_str()))
                 lent.push_back(declaration);

@@ -280,7 +280,7 @@ bool Velar_node_class::is_trivial() const
     const Shader_declaration* shader = unit ? unit->find_shader(name_) : nullptr;
     if (!shader)
         return true;
-    return shader->is_technique() || (shader->member_variables.empty() && shader->methods.empty() && !shader->main_method);
+    return shader->is_technique() || (shader->all_members().empty() && shader->all_methods().empty() && !shader->main_method);
 }
 
 void Velar_node_class::refresh_from_unit()
@@ -301,8 +301,8 @@ void Velar_node_class::rebuild_from_unit()
     const Shader_declaration* shader = unit ? unit->find_shader(name_) : nullptr;
     if (!shader)
         return;
-    read_parameters(shader->input_variables, *unit, inputs);
-    read_parameters(shader->output_variables, *unit, outputs);
+    read_parameters(shader->all_inputs(), *unit, inputs);
+    read_parameters(shader->all_outputs(), *unit, outputs);
     if (shader->class_node)
         read_annotation_block(shader->class_node->find_child(NODE_ANNOTATION_BLOCK), *unit, annotations);
 }

@@ -73,6 +73,9 @@ Compilation_unit::Compilation_unit(const Compilation_unit& other)
       imports_(other.imports_),
       errors_(other.errors_),
       shaders_linked_(other.shaders_linked_),
+      parent_positions_(other.parent_positions_),
+      ancestors_first_(other.ancestors_first_),
+      line_(other.line_),
       resolution_pending_(other.resolution_pending_),
       import_resolver_(other.import_resolver_)
 {
@@ -250,6 +253,9 @@ void Compilation_unit::set_tree(St_node* list)
     shaders_.clear();
     shader_positions_.clear();
     shaders_linked_ = false;
+    parent_positions_.clear();
+    ancestors_first_.clear();
+    line_.clear();
     tree_.reset(list);
 }
 
@@ -506,39 +512,51 @@ void Compilation_unit::add_error(const St_node& node, uint32_t number, std::stri
 
 // Shader links
 
-std::vector<size_t> Compilation_unit::lending_positions(const Shader_declaration& shader) const
+std::vector<const Shader_declaration*> Shader_declaration::lenders() const
 {
-    // Breadth first over the parent names: a cycle or a shared grandparent is visited once, and
-    // no chain of parents, however long, costs stack. Marks in a flat vector rather than a hash
-    // set: this runs once per shader, so its constant counts on long chains.
-    std::vector<size_t> result;
-    std::vector<bool> seen(shaders_.size());
-    const int32_t* self = shader_positions_.find(shader.name);
-    if (self && shaders_[size_t(*self)].get() == &shader)
-        seen[size_t(*self)] = true;
-    const Shader_declaration* current = &shader;
+    // Breadth first: a cycle or a shared grandparent is visited once, and no chain of parents,
+    // however long, costs stack.
+    std::vector<const Shader_declaration*> result;
+    std::unordered_set<const Shader_declaration*> seen{this};
     for (size_t next = 0;; ++next) {
-        for (const std::string& parent_name : current->parent_names) {
-            const int32_t* position = shader_positions_.find(parent_name);
-            if (!position || seen[size_t(*position)])
-                continue;
-            seen[size_t(*position)] = true;
-            if (shaders_[size_t(*position)]->is_technique())
-                continue;
-            result.push_back(size_t(*position));
-        }
+        const Shader_declaration* current = next ? result[next - 1] : this;
+        for (const Shader_declaration* parent : current->parents)
+            if (seen.insert(parent).second && !parent->is_technique())
+                result.push_back(parent);
         if (next == result.size())
             break;
-        current = shaders_[result[next]].get();
     }
     return result;
 }
 
-std::vector<Shader_declaration*> Compilation_unit::lending_ancestors(Shader_declaration& shader) const
+std::vector<St_node*> Shader_declaration::with_lent(std::vector<St_node*> Shader_declaration::*list) const
 {
-    std::vector<Shader_declaration*> result;
-    for (size_t position : lending_positions(shader))
-        result.push_back(shaders_[position].get());
+    std::vector<St_node*> result = this->*list;
+    for (const Shader_declaration* lender : lenders())
+        result.insert(result.end(), (lender->*list).begin(), (lender->*list).end());
+    return result;
+}
+
+std::vector<size_t> Compilation_unit::lending_positions(size_t position) const
+{
+    // As Shader_declaration::lenders, with marks in a flat vector rather than a hash set.
+    std::vector<size_t> result;
+    if (position >= parent_positions_.size())
+        return result;
+    std::vector<bool> seen(shaders_.size());
+    seen[position] = true;
+    for (size_t next = 0;; ++next) {
+        size_t current = next ? result[next - 1] : position;
+        for (int32_t parent : parent_positions_[current]) {
+            if (seen[size_t(parent)])
+                continue;
+            seen[size_t(parent)] = true;
+            if (!shaders_[size_t(parent)]->is_technique())
+                result.push_back(size_t(parent));
+        }
+        if (next == result.size())
+            break;
+    }
     return result;
 }
 
@@ -566,14 +584,50 @@ const St_node* parent_specifier(const St_node* class_node, const std::string& na
 
 }  // namespace
 
-void Compilation_unit::link_shader(Shader_declaration& shader,
-                                   const std::vector<std::vector<std::string_view>>& io_names)
+void Compilation_unit::check_repeated_names(size_t position, const Name_holders& holders)
 {
-    St_node* position = shader.class_node;
+    const Shader_declaration& shader = *shaders_[position];
+    std::vector<const St_node*> names;
+    for (const St_node* declaration : shader.input_variables)
+        declared_names(declaration, names);
+    for (const St_node* declaration : shader.output_variables)
+        declared_names(declaration, names);
+    // Most names are held by this shader alone: the ancestors are walked only for the others.
+    std::vector<std::pair<size_t, size_t>> repeats;  // (ancestor's rank, name's place)
+    std::vector<size_t> ranks;
+    for (size_t place = 0; place < names.size(); ++place) {
+        auto found = holders.find(names[place]->text_view());
+        if (found == holders.end() || found->second.size() < 2)
+            continue;
+        if (lends_in_line(position)) {
+            for (size_t holder : found->second)
+                if (size_t rank = lending_rank(position, holder); rank != SIZE_MAX)
+                    repeats.emplace_back(rank, place);
+            continue;
+        }
+        if (ranks.empty()) {
+            ranks.assign(shaders_.size(), SIZE_MAX);
+            std::vector<size_t> lending = lending_positions(position);
+            for (size_t rank = 0; rank < lending.size(); ++rank)
+                ranks[lending[rank]] = rank;
+        }
+        for (size_t holder : found->second)
+            if (ranks[holder] != SIZE_MAX)
+                repeats.emplace_back(ranks[holder], place);
+    }
+    std::sort(repeats.begin(), repeats.end());
+    for (const auto& repeat : repeats)
+        add_error(*names[repeat.second], 42, names[repeat.second]->text_view());
+}
+
+void Compilation_unit::link_shader(size_t position, const Name_holders& holders)
+{
+    Shader_declaration& shader = *shaders_[position];
+    St_node* class_node = shader.class_node;
     for (const std::string& parent_name : shader.parent_names) {
         Shader_declaration* parent = find_shader(parent_name);
         if (!parent) {
-            const St_node* at = parent_specifier(position, parent_name);
+            const St_node* at = parent_specifier(class_node, parent_name);
             if (at)
                 add_error(*at, 41, parent_name);
             continue;
@@ -581,37 +635,29 @@ void Compilation_unit::link_shader(Shader_declaration& shader,
         shader.parents.push_back(parent);
     }
 
-    std::vector<const St_node*> own_names[2];
-    for (size_t i = 0; i < shader.own_inputs && i < shader.input_variables.size(); ++i)
-        declared_names(shader.input_variables[i], own_names[0]);
-    for (size_t i = 0; i < shader.own_outputs && i < shader.output_variables.size(); ++i)
-        declared_names(shader.output_variables[i], own_names[1]);
-    for (size_t index : lending_positions(shader)) {
-        Shader_declaration* ancestor = shaders_[index].get();
-        // An own input or output that repeats a name of the ancestor's.
-        const std::vector<std::string_view>& taken = io_names[index];
-        for (const auto& names : own_names)
-            for (const St_node* name : names)
-                if (std::binary_search(taken.begin(), taken.end(), name->text_view()))
-                    add_error(*name, 42, name->text_view());
-        auto lend = [](std::vector<St_node*>& to, const std::vector<St_node*>& from, size_t count) {
-            to.insert(to.end(), from.begin(), from.begin() + std::ptrdiff_t(std::min(count, from.size())));
-        };
-        lend(shader.input_variables, ancestor->input_variables, ancestor->own_inputs);
-        lend(shader.output_variables, ancestor->output_variables, ancestor->own_outputs);
-        lend(shader.member_variables, ancestor->member_variables, ancestor->own_members);
-        lend(shader.methods, ancestor->methods, ancestor->own_methods);
+    check_repeated_names(position, holders);
+    // The state flags are a union over the lenders: a shader whose ancestors come first takes
+    // its parents' joined flags; any other walks its lenders.
+    auto join = [&](const Shader_declaration& lender) {
         for (int32_t i = 0; i < STATE_VARIABLE_COUNT; ++i)
-            shader.uses_state_variable[i] |= ancestor->uses_state_variable[i];
+            shader.uses_state_variable[i] |= lender.uses_state_variable[i];
         for (int32_t i = 0; i < STATE_FUNCTION_COUNT; ++i)
-            shader.uses_state_function[i] |= ancestor->uses_state_function[i];
+            shader.uses_state_function[i] |= lender.uses_state_function[i];
+    };
+    if (ancestors_come_first(position)) {
+        for (int32_t parent : parent_positions_[position])
+            if (!shaders_[size_t(parent)]->is_technique())
+                join(*shaders_[size_t(parent)]);
+    } else {
+        for (size_t lender : lending_positions(position))
+            join(*shaders_[lender]);
     }
 
-    if (shader.is_technique() && position) {
+    if (shader.is_technique() && class_node) {
         if (!shader.main_method && shader.techniques.empty())
-            add_error(*position, 47, shader.name);
-        if (shader.own_inputs || shader.own_outputs || shader.own_members)
-            add_error(*position, 48, shader.name);
+            add_error(*class_node, 47, shader.name);
+        if (!shader.input_variables.empty() || !shader.output_variables.empty() || !shader.member_variables.empty())
+            add_error(*class_node, 48, shader.name);
     }
 }
 
@@ -620,29 +666,94 @@ void Compilation_unit::link_shaders()
     if (shaders_linked_)
         return;
     shaders_linked_ = true;
-    // Lending reads the ancestors' own entries only, so the order of linking does not matter.
-    for (auto& shader : shaders_) {
-        shader->own_inputs = shader->input_variables.size();
-        shader->own_outputs = shader->output_variables.size();
-        shader->own_members = shader->member_variables.size();
-        shader->own_methods = shader->methods.size();
+    size_t count = shaders_.size();
+    parent_positions_.assign(count, {});
+    ancestors_first_.assign(count, false);
+    for (size_t i = 0; i < count; ++i) {
+        bool first = true;
+        for (const std::string& parent_name : shaders_[i]->parent_names) {
+            const int32_t* parent = shader_positions_.find(parent_name);
+            if (!parent)
+                continue;
+            parent_positions_[i].push_back(*parent);
+            first = first && size_t(*parent) < i && ancestors_first_[size_t(*parent)];
+        }
+        ancestors_first_[i] = first;
     }
-    // The names of each shader's own inputs and outputs, sorted, so that checking a shader
-    // against each ancestor does not walk the ancestor's declarations again.
-    std::vector<std::vector<std::string_view>> io_names(shaders_.size());
-    for (size_t i = 0; i < shaders_.size(); ++i) {
+    number_lines();
+    // Which shaders hold each own input or output name, each shader once.
+    Name_holders holders;
+    for (size_t i = 0; i < count; ++i) {
         std::vector<const St_node*> names;
-        const Shader_declaration& shader = *shaders_[i];
-        for (size_t j = 0; j < shader.own_inputs; ++j)
-            declared_names(shader.input_variables[j], names);
-        for (size_t j = 0; j < shader.own_outputs; ++j)
-            declared_names(shader.output_variables[j], names);
-        for (const St_node* name : names)
-            io_names[i].push_back(name->text_view());
-        std::sort(io_names[i].begin(), io_names[i].end());
+        for (const St_node* declaration : shaders_[i]->input_variables)
+            declared_names(declaration, names);
+        for (const St_node* declaration : shaders_[i]->output_variables)
+            declared_names(declaration, names);
+        for (const St_node* name : names) {
+            std::vector<size_t>& list = holders[name->text_view()];
+            if (list.empty() || list.back() != i)
+                list.push_back(i);
+        }
     }
-    for (auto& shader : shaders_)
-        link_shader(*shader, io_names);
+    // In order, so that the parents' flags are joined before a child whose ancestors come
+    // first reads them.
+    for (size_t i = 0; i < count; ++i)
+        link_shader(i, holders);
+}
+
+void Compilation_unit::number_lines()
+{
+    size_t count = shaders_.size();
+    line_.assign(count, Line_place());
+    std::vector<std::vector<size_t>> children(count);
+    for (size_t i = 0; i < count; ++i) {
+        if (!ancestors_first_[i])
+            continue;
+        int32_t lender = -1;
+        bool one = true;
+        for (int32_t parent : parent_positions_[i])
+            if (!shaders_[size_t(parent)]->is_technique()) {
+                one = one && (lender < 0 || lender == parent);
+                lender = parent;
+            }
+        if (!one || (lender >= 0 && !line_[size_t(lender)].in_line))
+            continue;
+        line_[i].in_line = true;
+        line_[i].parent = lender;
+        if (lender >= 0) {
+            line_[i].depth = line_[size_t(lender)].depth + 1;
+            children[size_t(lender)].push_back(i);
+        }
+    }
+    // Depth first without recursion: a line may be as long as the shader list.
+    size_t clock = 0;
+    std::vector<std::pair<size_t, size_t>> stack;  // (shader, next child)
+    for (size_t root = 0; root < count; ++root) {
+        if (!line_[root].in_line || line_[root].parent >= 0)
+            continue;
+        line_[root].enter = clock++;
+        stack.emplace_back(root, 0);
+        while (!stack.empty()) {
+            auto& [shader, next] = stack.back();
+            if (next < children[shader].size()) {
+                size_t child = children[shader][next++];
+                line_[child].enter = clock++;
+                stack.emplace_back(child, 0);
+                continue;
+            }
+            line_[shader].exit = clock++;
+            stack.pop_back();
+        }
+    }
+}
+
+size_t Compilation_unit::lending_rank(size_t position, size_t lender) const
+{
+    const Line_place& from = line_[lender];
+    const Line_place& to = line_[position];
+    if (!from.in_line || !to.in_line || from.enter >= to.enter || to.exit > from.exit)
+        return SIZE_MAX;
+    return to.depth - from.depth - 1;
 }
 
 void Compilation_unit::join_light_flags()
@@ -650,10 +761,19 @@ void Compilation_unit::join_light_flags()
     std::vector<bool> own(shaders_.size());
     for (size_t i = 0; i < shaders_.size(); ++i)
         own[i] = shaders_[i]->uses_lights;
-    for (auto& shader : shaders_)
-        for (size_t position : lending_positions(*shader))
+    for (size_t i = 0; i < shaders_.size(); ++i) {
+        Shader_declaration& shader = *shaders_[i];
+        if (ancestors_come_first(i)) {
+            // The parents' flags are final already: they come first.
+            for (int32_t parent : parent_positions_[i])
+                if (!shaders_[size_t(parent)]->is_technique() && shaders_[size_t(parent)]->uses_lights)
+                    shader.uses_lights = true;
+            continue;
+        }
+        for (size_t position : lending_positions(i))
             if (own[position])
-                shader->uses_lights = true;
+                shader.uses_lights = true;
+    }
 }
 
 }  // namespace SYNTAX_TREE

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "db/element.h"
@@ -29,18 +30,14 @@ struct Shader_declaration {
     std::string key;  // "shader", "technique" or "brdf"
     St_node* class_node = nullptr;
 
-    // VARIABLE_DECLARATION nodes of the blocks; FUNCTION_DEFINITION nodes of the methods. The
-    // shader's own entries come first; link_shaders appends what non-technique parents lend.
+    // VARIABLE_DECLARATION nodes of the blocks; FUNCTION_DEFINITION nodes of the methods: the
+    // shader's own entries. What non-technique ancestors lend is reached through parents (the
+    // all_... lists), never copied: a chain of N shaders would hold N^2/2 entries.
     std::vector<St_node*> input_variables;
     std::vector<St_node*> output_variables;
     std::vector<St_node*> member_variables;
     std::vector<St_node*> methods;
     St_node* main_method = nullptr;
-    // How many of the entries above are the shader's own (set when the shaders are linked).
-    size_t own_inputs = 0;
-    size_t own_outputs = 0;
-    size_t own_members = 0;
-    size_t own_methods = 0;
 
     // Techniques that name this class as their first parent, in order of declaration.
     std::vector<Shader_declaration*> techniques;
@@ -55,6 +52,18 @@ struct Shader_declaration {
     bool uses_lights = false;
 
     bool is_technique() const { return key == "technique"; }
+
+    // The ancestors that lend to this shader, nearest first (breadth first over parents), each
+    // once; technique parents lend nothing and are not gone through.
+    std::vector<const Shader_declaration*> lenders() const;
+    // The own entries, then those of each lender in that order: what the shader's code sees.
+    std::vector<St_node*> all_inputs() const { return with_lent(&Shader_declaration::input_variables); }
+    std::vector<St_node*> all_outputs() const { return with_lent(&Shader_declaration::output_variables); }
+    std::vector<St_node*> all_members() const { return with_lent(&Shader_declaration::member_variables); }
+    std::vector<St_node*> all_methods() const { return with_lent(&Shader_declaration::methods); }
+
+private:
+    std::vector<St_node*> with_lent(std::vector<St_node*> Shader_declaration::*list) const;
 };
 
 // The code of a language type word ("Int", "Matrix3x2", "void"), -1 for other names; the same
@@ -197,11 +206,26 @@ public:
     uint32_t error_count() const { return uint32_t(errors_.size()); }
     const Error_list& errors() const { return errors_; }
 
-    // Links each shader to its parents, after the prepass: errors 41, 42, 47 and 48; lends the
-    // lists of non-technique parents and joins their state flags. Runs once; later calls do
-    // nothing.
+    // Links each shader to its parents, after the prepass: errors 41, 42, 47 and 48; joins the
+    // state flags of the non-technique ancestors. Runs once; later calls do nothing.
     void link_shaders();
     bool shaders_linked() const { return shaders_linked_; }
+
+    // Positions in the shader list of the ancestors that lend to the shader at position, as
+    // Shader_declaration::lenders gives them; after link_shaders.
+    std::vector<size_t> lending_positions(size_t position) const;
+    // True when every ancestor of the shader at position comes before it in the list (so no
+    // cycle either), which lets work done for parents be reused for children; after
+    // link_shaders.
+    bool ancestors_come_first(size_t position) const
+    {
+        return position < ancestors_first_.size() && ancestors_first_[position];
+    }
+    // True when the ancestors of the shader at position come first and lend along one line (no
+    // shader on it has two non-technique parents); lending_rank then answers in constant time.
+    bool lends_in_line(size_t position) const { return position < line_.size() && line_[position].in_line; }
+    // For such a shader, the place of lender among its lenders, SIZE_MAX when it lends nothing.
+    size_t lending_rank(size_t position, size_t lender) const;
 
     // Ors the light flag of every shader's non-technique ancestors into it; the semantic pass
     // sets the flag only on the shader whose code it walks.
@@ -216,13 +240,12 @@ private:
     void clear_contents();
     // The type that a new variant of name is made from, or null.
     const Type* base_type_for(const std::string& name, std::unique_ptr<Type>& made) const;
-    // The ancestors that lend to shader, nearest first, each once; technique parents lend
-    // nothing and are not gone through.
-    std::vector<Shader_declaration*> lending_ancestors(Shader_declaration& shader) const;
-    // The same, as positions in shaders_.
-    std::vector<size_t> lending_positions(const Shader_declaration& shader) const;
-    // io_names: the sorted names of each shader's own inputs and outputs, by position.
-    void link_shader(Shader_declaration& shader, const std::vector<std::vector<std::string_view>>& io_names);
+    // The positions of the shaders that hold each input or output name, each shader once.
+    using Name_holders = std::unordered_map<std::string_view, std::vector<size_t>>;
+    void link_shader(size_t position, const Name_holders& holders);
+    // Error 42 for each own input or output of the shader at position that repeats a name of an
+    // ancestor's, by the ancestor's lending rank, then by the name's place.
+    void check_repeated_names(size_t position, const Name_holders& holders);
 
     std::shared_ptr<const Prelude_symbols> prelude_;
     std::string name_;
@@ -249,6 +272,21 @@ private:
     std::vector<Import> imports_;
     Error_list errors_;
     bool shaders_linked_ = false;
+    // Set by link_shaders, by position: the positions of each shader's known parents, and
+    // whether all of a shader's ancestors come before it.
+    std::vector<std::vector<int32_t>> parent_positions_;
+    std::vector<bool> ancestors_first_;
+    // The lines of lenders as a forest, numbered depth first: an ancestor's span holds its
+    // descendants'.
+    struct Line_place {
+        bool in_line = false;
+        int32_t parent = -1;
+        size_t depth = 0;
+        size_t enter = 0;
+        size_t exit = 0;
+    };
+    std::vector<Line_place> line_;
+    void number_lines();
     bool resolution_pending_ = false;
     Import_resolver import_resolver_;
     std::vector<std::unique_ptr<St_node>> loose_nodes_;

@@ -1,6 +1,8 @@
 #include "syntax_tree/semantic_pass.h"
 
 #include <algorithm>
+#include <cctype>
+#include <tuple>
 #include <unordered_set>
 
 #include "log/mod_log.h"
@@ -165,7 +167,7 @@ void Tree_traverser_semantic_pass::run()
     check_unit_bodies();
 
     for (int32_t i = 0; i < unit_.shader_count(); ++i)
-        check_shader(*unit_.shader_at(i));
+        check_shader(size_t(i));
     unit_.join_light_flags();
 }
 
@@ -242,34 +244,26 @@ void Tree_traverser_semantic_pass::check_unit_bodies()
     }
 }
 
-void Tree_traverser_semantic_pass::check_shader(Shader_declaration& shader)
+void Tree_traverser_semantic_pass::check_shader(size_t position)
 {
+    Shader_declaration& shader = *unit_.shader_at(int32_t(position));
     push_scope();
     current_class_ = &shader;
 
     // The shader's own entries are checked; what parents lend is declared quietly, since the
     // parent's own pass reports its faults.
-    struct Block {
-        std::vector<St_node*>* list;
-        size_t own;
-    };
-    const Block blocks[] = {{&shader.input_variables, shader.own_inputs},
-                            {&shader.output_variables, shader.own_outputs},
-                            {&shader.member_variables, shader.own_members}};
-    auto own_count = [&](const std::vector<St_node*>& list, size_t own) {
-        return unit_.shaders_linked() ? std::min(own, list.size()) : list.size();
-    };
+    std::vector<St_node*> lists[4];
+    gather_shader_lists(position, lists);
+    const size_t own[4] = {shader.input_variables.size(), shader.output_variables.size(),
+                           shader.member_variables.size(), shader.methods.size()};
 
     mode_ = MODE_DECLARATIONS;
-    for (const Block& block : blocks) {
-        size_t own = own_count(*block.list, block.own);
-        for (size_t i = 0; i < block.list->size(); ++i)
-            declare_global_variables((*block.list)[i], i >= own);
-    }
-    size_t own_methods = own_count(shader.methods, shader.own_methods);
-    for (size_t i = 0; i < shader.methods.size(); ++i) {
-        St_node* declaration = shader.methods[i]->find_child(NODE_FUNCTION_DECLARATION);
-        declare_function_header(declaration, declarator_name(declaration, true), i >= own_methods);
+    for (int32_t block = 0; block < 3; ++block)
+        for (size_t i = 0; i < lists[block].size(); ++i)
+            declare_global_variables(lists[block][i], i >= own[block]);
+    for (size_t i = 0; i < lists[3].size(); ++i) {
+        St_node* declaration = lists[3][i]->find_child(NODE_FUNCTION_DECLARATION);
+        declare_function_header(declaration, declarator_name(declaration, true), i >= own[3]);
     }
     if (shader.main_method) {
         St_node* declaration = shader.main_method->find_child(NODE_FUNCTION_DECLARATION);
@@ -277,18 +271,152 @@ void Tree_traverser_semantic_pass::check_shader(Shader_declaration& shader)
     }
 
     mode_ = MODE_BODIES;
-    for (const Block& block : blocks) {
-        size_t own = own_count(*block.list, block.own);
-        for (size_t i = 0; i < own; ++i)
-            check_initializers((*block.list)[i]);
-    }
-    for (size_t i = 0; i < own_methods; ++i)
-        walk_function(shader.methods[i]);
+    for (int32_t block = 0; block < 3; ++block)
+        for (size_t i = 0; i < own[block]; ++i)
+            check_initializers(lists[block][i]);
+    for (size_t i = 0; i < own[3]; ++i)
+        walk_function(lists[3][i]);
     if (shader.main_method)
         walk_function(shader.main_method);
 
     current_class_ = nullptr;
     pop_scope();
+}
+
+void Tree_traverser_semantic_pass::gather_shader_lists(size_t position, std::vector<St_node*> (&lists)[4])
+{
+    const Shader_declaration& shader = *unit_.shader_at(int32_t(position));
+    lists[0] = shader.input_variables;
+    lists[1] = shader.output_variables;
+    lists[2] = shader.member_variables;
+    lists[3] = shader.methods;
+    if (!unit_.shaders_linked())
+        return;
+    // Declaring every lent entry in every shader costs N^2 on a chain of N shaders. A lent entry
+    // that the shader's code cannot name changes nothing but the type table, and only when the
+    // lender has not been checked yet (its own check resolves the same types first) or the
+    // shader has types of its own (its name scopes the lookup): otherwise only the named ones
+    // are declared.
+    if (!lend_every_entry_ && unit_.ancestors_come_first(position) && shader.local_types.empty()) {
+        gather_named_lent_entries(position, lists);
+        return;
+    }
+    for (size_t lender : unit_.lending_positions(position)) {
+        const Shader_declaration& from = *unit_.shader_at(int32_t(lender));
+        lists[0].insert(lists[0].end(), from.input_variables.begin(), from.input_variables.end());
+        lists[1].insert(lists[1].end(), from.output_variables.begin(), from.output_variables.end());
+        lists[2].insert(lists[2].end(), from.member_variables.begin(), from.member_variables.end());
+        lists[3].insert(lists[3].end(), from.methods.begin(), from.methods.end());
+    }
+}
+
+namespace {
+
+// The part of a scoped name after its last "::".
+std::string_view last_part(std::string_view name)
+{
+    size_t scope = name.rfind("::");
+    return scope == std::string_view::npos ? name : name.substr(scope + 2);
+}
+
+bool is_identifier(std::string_view name)
+{
+    if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0])))
+        return false;
+    for (char c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_')
+            return false;
+    return true;
+}
+
+// Every text in the subtrees of nodes, and the last part of each scoped one: a superset of the
+// names that their code looks up.
+std::unordered_set<std::string_view> texts_below(const std::vector<const St_node*>& nodes)
+{
+    std::unordered_set<std::string_view> texts;
+    std::vector<const St_node*> pending(nodes.begin(), nodes.end());
+    while (!pending.empty()) {
+        const St_node* node = pending.back();
+        pending.pop_back();
+        if (!node)
+            continue;
+        std::string_view text = node->text_view();
+        texts.insert(text);
+        texts.insert(last_part(text));
+        for (const St_node* child = node->first_child; child; child = child->next_sibling)
+            pending.push_back(child);
+    }
+    return texts;
+}
+
+}  // namespace
+
+void Tree_traverser_semantic_pass::gather_named_lent_entries(size_t position, std::vector<St_node*> (&lists)[4])
+{
+    if (!lendable_built_) {
+        lendable_built_ = true;
+        for (int32_t i = 0; i < unit_.shader_count(); ++i) {
+            const Shader_declaration& shader = *unit_.shader_at(i);
+            const std::vector<St_node*>* blocks[3] = {&shader.input_variables, &shader.output_variables,
+                                                      &shader.member_variables};
+            for (int32_t block = 0; block < 3; ++block)
+                for (size_t index = 0; index < blocks[block]->size(); ++index) {
+                    const St_node* list = (*blocks[block])[index]->find_child(NODE_INIT_IDENTIFIER_LIST);
+                    for (const St_node* name = list ? list->first_child : nullptr; name; name = name->next_sibling)
+                        if (name->kind == NODE_INIT_IDENTIFIER)
+                            lendable_[std::string(name->text_view())].push_back({size_t(i), block, index});
+                }
+            // Methods under their last part; one whose name is no identifier (an operator) is
+            // named by any code, under "".
+            for (size_t index = 0; index < shader.methods.size(); ++index) {
+                std::string name = declarator_name(shader.methods[index]->find_child(NODE_FUNCTION_DECLARATION), true);
+                std::string_view key = last_part(name);
+                lendable_[is_identifier(key) ? std::string(key) : std::string()].push_back({size_t(i), 3, index});
+            }
+        }
+    }
+
+    const Shader_declaration& shader = *unit_.shader_at(int32_t(position));
+    std::vector<const St_node*> code(shader.input_variables.begin(), shader.input_variables.end());
+    code.insert(code.end(), shader.output_variables.begin(), shader.output_variables.end());
+    code.insert(code.end(), shader.member_variables.begin(), shader.member_variables.end());
+    code.insert(code.end(), shader.methods.begin(), shader.methods.end());
+    code.push_back(shader.main_method);
+    std::unordered_set<std::string_view> names = texts_below(code);
+    names.insert(std::string_view());
+
+    // The lent entries named, in the order in which declaring every one would meet them: by
+    // block, then by the lender's rank, then by place.
+    // A line of lenders ranks each in constant time; other shapes walk the lenders once.
+    std::vector<size_t> ranks;
+    auto rank_of = [&](size_t lender) {
+        if (unit_.lends_in_line(position))
+            return unit_.lending_rank(position, lender);
+        if (ranks.empty()) {
+            ranks.assign(size_t(unit_.shader_count()), SIZE_MAX);
+            std::vector<size_t> lending = unit_.lending_positions(position);
+            for (size_t rank = 0; rank < lending.size(); ++rank)
+                ranks[lending[rank]] = rank;
+        }
+        return ranks[lender];
+    };
+    std::vector<std::tuple<int32_t, size_t, size_t, size_t>> chosen;  // block, rank, place, lender
+    for (std::string_view name : names) {
+        auto found = lendable_.find(std::string(name));
+        if (found == lendable_.end())
+            continue;
+        for (const Lendable& entry : found->second)
+            if (size_t rank = entry.shader == position ? SIZE_MAX : rank_of(entry.shader); rank != SIZE_MAX)
+                chosen.emplace_back(entry.block, rank, entry.index, entry.shader);
+    }
+    std::sort(chosen.begin(), chosen.end());
+    chosen.erase(std::unique(chosen.begin(), chosen.end()), chosen.end());
+    for (const auto& [block, rank, index, lender] : chosen) {
+        const Shader_declaration& from = *unit_.shader_at(int32_t(lender));
+        const std::vector<St_node*>* blocks[4] = {&from.input_variables, &from.output_variables,
+                                                  &from.member_variables, &from.methods};
+        lists[block].push_back((*blocks[block])[index]);
+    }
 }
 
 void Tree_traverser_semantic_pass::declare_global_variables(St_node* declaration, bool foreign)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "syntax_tree/scope.h"
@@ -43,6 +44,10 @@ public:
     // then-branch does; a switch when every label's block returns and a default is among them;
     // a return. Loops never count.
     static bool always_return(const St_node* node);
+
+    // Each shader then declares every entry that its ancestors lend, as a reference for the
+    // usual way, which declares only those its own code could name.
+    void lend_every_entry() { lend_every_entry_ = true; }
 
 protected:
     St_node* visit_default(St_node* node) override;
@@ -105,7 +110,11 @@ private:
     void declare_import(const Compilation_unit& imported);
     void enter_named_types();
     void check_unit_bodies();
-    void check_shader(Shader_declaration& shader);
+    void check_shader(size_t position);
+    // The shader's own entries, then what its lenders lend (all of it, or only the entries the
+    // shader's own code could name), by block: inputs, outputs, members, methods.
+    void gather_shader_lists(size_t position, std::vector<St_node*> (&lists)[4]);
+    void gather_named_lent_entries(size_t position, std::vector<St_node*> (&lists)[4]);
     void declare_global_variables(St_node* declaration, bool foreign);
     // The type of one declared name: the declaration's base type in the name's array size.
     int32_t name_type(int32_t base, const St_node& name);
@@ -165,6 +174,15 @@ private:
     int32_t current_return_type_ = -1;
     std::string current_function_name_;
     Shader_declaration* current_class_ = nullptr;
+    bool lend_every_entry_ = false;
+    // Every shader's own entries under the names they declare, built at the first use.
+    struct Lendable {
+        size_t shader;
+        int32_t block;
+        size_t index;
+    };
+    std::unordered_map<std::string, std::vector<Lendable>> lendable_;
+    bool lendable_built_ = false;
     // While a declaration's initializer is walked.
     int32_t declared_type_ = -1;
     const St_node* declared_name_ = nullptr;

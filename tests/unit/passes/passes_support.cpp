@@ -26,7 +26,7 @@ std::shared_ptr<const Prelude_symbols> test_prelude()
 }
 
 Compiled compile(const std::string& text, const std::string& file_name,
-                 Tree_traverser_prepass::Import_resolver resolver)
+                 Tree_traverser_prepass::Import_resolver resolver, bool lend_every_entry)
 {
     Compiled compiled;
     auto parsed = QZ::FRONT12::parse_text(text, file_name);
@@ -38,6 +38,8 @@ Compiled compile(const std::string& text, const std::string& file_name,
     prepass.run();
     compiled.unit->link_shaders();
     Tree_traverser_semantic_pass pass(*compiled.unit);
+    if (lend_every_entry)
+        pass.lend_every_entry();
     pass.run();
     for (const Error_record& error : compiled.unit->errors())
         compiled.messages.push_back(format_error(error, file_name.c_str()));

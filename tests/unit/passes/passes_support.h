@@ -20,9 +20,11 @@ struct Compiled {
     std::vector<std::string> messages;
 };
 
-// Parses text under file_name and runs the prepass, the shader links and the semantic pass.
+// Parses text under file_name and runs the prepass, the shader links and the semantic pass
+// (with lend_every_entry, in its reference way of lending).
 Compiled compile(const std::string& text, const std::string& file_name = "test.ovl",
-                 QZ::SYNTAX_TREE::Tree_traverser_prepass::Import_resolver resolver = {});
+                 QZ::SYNTAX_TREE::Tree_traverser_prepass::Import_resolver resolver = {},
+                 bool lend_every_entry = false);
 
 // The type text ("Vector3", "struct Ray", "Scalar[4]") of a type index; "<none>" for -1.
 std::string type_text(const QZ::SYNTAX_TREE::Compilation_unit& unit, int32_t index);

@@ -262,16 +262,16 @@ TEST(Prepass, ParentsLendTheirListsAndFlags)
         "shader C : B { input: Scalar c; void main() { Scalar p = ray_length; } };\n");
     EXPECT_TRUE(p.numbers.empty());
     Shader_declaration* c = p.unit->find_shader("C");
-    EXPECT_EQ(c->own_inputs, 1u);
-    EXPECT_EQ(c->input_variables.size(), 3u);  // c, then b, then a
-    EXPECT_EQ(c->output_variables.size(), 1u);
-    EXPECT_EQ(c->methods.size(), 2u);
+    EXPECT_EQ(c->input_variables.size(), 1u);  // its own
+    EXPECT_EQ(c->all_inputs().size(), 3u);     // c, then b, then a
+    EXPECT_EQ(c->all_outputs().size(), 1u);
+    EXPECT_EQ(c->all_methods().size(), 2u);
     EXPECT_TRUE(c->uses_state_variable[2]);   // from A
     EXPECT_TRUE(c->uses_state_variable[10]);  // its own
     EXPECT_FALSE(p.unit->find_shader("A")->uses_state_variable[10]);
     // Linking twice changes nothing.
     p.unit->link_shaders();
-    EXPECT_EQ(c->input_variables.size(), 3u);
+    EXPECT_EQ(c->all_inputs().size(), 3u);
 }
 
 TEST(Prepass, ParentCyclesEndAndTechniqueParentsLendNothing)
@@ -282,8 +282,8 @@ TEST(Prepass, ParentCyclesEndAndTechniqueParentsLendNothing)
         "technique T : A { void main() { } };\n"
         "shader D : T { void main() { } };\n");
     EXPECT_TRUE(p.numbers.empty());
-    EXPECT_EQ(p.unit->find_shader("A")->input_variables.size(), 2u);
-    EXPECT_EQ(p.unit->find_shader("D")->input_variables.size(), 0u);
+    EXPECT_EQ(p.unit->find_shader("A")->all_inputs().size(), 2u);
+    EXPECT_EQ(p.unit->find_shader("D")->all_inputs().size(), 0u);
 }
 
 // Link_0 : Link_1 : ... : Link_{count-1}; each declares an input, an output and a method of its own.
@@ -305,21 +305,22 @@ TEST(Prepass, LongChainsLendEveryAncestorNearestFirst)
     auto p = prepass(shader_chain(count, ""));
     EXPECT_TRUE(p.numbers.empty());
     Shader_declaration* first = p.unit->find_shader("Link_0");
-    ASSERT_EQ(first->input_variables.size(), size_t(count));
-    ASSERT_EQ(first->methods.size(), size_t(count));  // main is kept apart
+    std::vector<St_node*> inputs = first->all_inputs();
+    ASSERT_EQ(inputs.size(), size_t(count));
+    ASSERT_EQ(first->all_methods().size(), size_t(count));  // main is kept apart
     for (int i : {0, 1, 150, count - 1}) {
-        const St_node* list = first->input_variables[size_t(i)]->find_child(NODE_INIT_IDENTIFIER_LIST);
+        const St_node* list = inputs[size_t(i)]->find_child(NODE_INIT_IDENTIFIER_LIST);
         ASSERT_TRUE(list && list->first_child);
         EXPECT_EQ(list->first_child->text_view(), "gain_" + std::to_string(i));
     }
-    EXPECT_EQ(p.unit->find_shader("Link_150")->input_variables.size(), size_t(count - 150));
-    EXPECT_EQ(p.unit->find_shader("Link_299")->input_variables.size(), 1u);
+    EXPECT_EQ(p.unit->find_shader("Link_150")->all_inputs().size(), size_t(count - 150));
+    EXPECT_EQ(p.unit->find_shader("Link_299")->all_inputs().size(), 1u);
 
     // A name repeated far down the chain is reported once, for the ancestor that declares it.
     auto repeated = prepass(shader_chain(count, "") +
                             "shader Top : Link_0 { input: Scalar gain_250; Scalar gain_7; void main() { } };\n");
     EXPECT_EQ(repeated.numbers, (std::vector<uint32_t>{42, 42}));
-    EXPECT_EQ(repeated.unit->find_shader("Top")->input_variables.size(), size_t(count + 2));
+    EXPECT_EQ(repeated.unit->find_shader("Top")->all_inputs().size(), size_t(count + 2));
 }
 
 TEST(Prepass, LongChainsResolveDistantMembersAndMethods)
@@ -330,6 +331,83 @@ TEST(Prepass, LongChainsResolveDistantMembersAndMethods)
     // The same names one past the end of the chain are unknown.
     auto unknown = compile(shader_chain(count, "result_0 = Color(twice_300(), gain_300, 0.0, 1.0);"));
     EXPECT_EQ(unknown.messages.size(), 2u);
+}
+
+// Every node's kind, text and type index, the type table in order, and the messages: what a
+// way of lending must leave alike.
+std::string digest(const passes_test::Compiled& compiled)
+{
+    std::string out;
+    for (const std::string& message : compiled.messages)
+        out += message + "\n";
+    const Compilation_unit& unit = *compiled.unit;
+    for (int32_t i = 0; i < unit.type_count(); ++i)
+        out += std::to_string(i) + " " + passes_test::type_text(unit, i) + "\n";
+    std::vector<const St_node*> pending{unit.tree()};
+    while (!pending.empty()) {
+        const St_node* node = pending.back();
+        pending.pop_back();
+        if (!node)
+            continue;
+        out += std::to_string(node->kind) + " " + std::string(node->text_view()) + " " +
+               std::to_string(node->type_index) + "\n";
+        for (const St_node* child = node->first_child; child; child = child->next_sibling)
+            pending.push_back(child);
+    }
+    return out;
+}
+
+TEST(Prepass, LendingOnlyWhatTheCodeNamesChangesNothing)
+{
+    const char* const cases[] = {
+        // The nearest lender wins; an own member hides a lent one; a lent input reads in an own
+        // initializer; lent methods join the own overloads.
+        "shader A { input: Scalar x = 1.0; Scalar w[7]; output: Color r; Scalar f(Scalar s) { return s; }\n"
+        "  void main() { r = Color(x); } };\n"
+        "shader B : A { input: Vector3 v; Scalar m; Scalar f(Vector3 s) { return s.x; } void main() { } };\n"
+        "shader C : B { input: Scalar y = x * 2.0; output: Color q; Color m;\n"
+        "  void main() { q = m + Color(f(y) + f(v) + w[6]); Scalar bad = m; } };\n",
+        // A diamond, a technique in the way, names one past what is lent, a cycle.
+        "shader A { input: Scalar a; Vector3 pair[2]; void main() { } };\n"
+        "shader B : A { input: Scalar b; void main() { } };\n"
+        "shader C : A { input: Scalar c; void main() { } };\n"
+        "shader D : B :: C { output: Color r; void main() { r = Color(a + b + c + pair[1].x); } };\n"
+        "technique T : D { void main() { } };\n"
+        "shader E : T { output: Color s; void main() { s = r + Color(a); } };\n"
+        "shader F : G { input: Scalar f; void main() { Scalar u = g; } };\n"
+        "shader G : F { input: Scalar g; void main() { Scalar u = f; } };\n",
+        // Children before their parents, and types of a shader's own: each lends everything.
+        "shader Child : Parent { struct Inner { Scalar k; }; input: Inner own; Scalar z[5];\n"
+        "  void main() { Scalar t = own.k + p.k + z[4] + q[2] + gone; } };\n"
+        "shader Parent { struct Inner { Scalar k; }; input: Inner p; Scalar q[3]; Scalar n[4]; void main() { } };\n"
+        "shader Grandchild : Child { output: Color r; void main() { r = Color(p.k + q[1] + n[3]); } };\n",
+        // Methods named by qualified names and lent through two links.
+        "shader A { Scalar half_of(Scalar s) { return s * 0.5; } Scalar half_of(Int i) { return Scalar(i); }\n"
+        "  void main() { } };\n"
+        "shader B : A { void main() { Scalar h = half_of(2) + A::half_of(1.0); } };\n"
+        "shader C : B { Scalar half_of(Scalar s) { return s; } void main() { Scalar h = half_of(1.0) + half_of(3); } };\n",
+    };
+    for (const char* text : cases) {
+        auto quick = compile(text);
+        EXPECT_EQ(digest(quick), digest(compile(text, "test.ovl", {}, true))) << text;
+        EXPECT_FALSE(quick.messages.empty()) << "each case has a fault to report: " << text;
+    }
+}
+
+TEST(Prepass, RepeatedNamesAreReportedByTheNearestAncestorFirst)
+{
+    auto p = prepass(
+        "shader A { input: Scalar x; Scalar y; void main() { } };\n"
+        "shader B : A { input: Scalar x2; output: Color x; void main() { } };\n"
+        "shader C : B { input: Scalar y; Scalar x; void main() { } };\n"
+        "shader D { input: Scalar y; void main() { } };\n");
+    std::vector<std::string> names;
+    for (const Error_record& error : p.unit->errors()) {
+        EXPECT_EQ(error.number, 42u);
+        names.push_back(error.text + "@" + std::to_string(error.line));
+    }
+    // B's x (an output) against A; then C's names: B's x first, then A's y and x in C's order.
+    EXPECT_EQ(names, (std::vector<std::string>{"x@2", "x@3", "y@3", "x@3"}));
 }
 
 TEST(Prepass, ImportsThroughTheResolver)
