@@ -130,6 +130,8 @@ constexpr int32_t LAST_UNIFORM = 63;
 
 constexpr int32_t STATE_REFRACTED_IOR = 19;
 constexpr int32_t STATE_INCIDENT_IOR = 20;
+constexpr int32_t STATE_TEXTURE_DV = 17;
+constexpr int32_t STATE_TEXTURE_DU = 18;
 constexpr int32_t STATE_OBJECT_TO_RASTER = 55;
 constexpr int32_t STATE_LIGHT_POSITION = 64;
 constexpr int32_t STATE_LIGHT_DIRECTION = 65;
@@ -603,6 +605,17 @@ void Gl_code_generator::print_banner()
     out().write("\n");
 }
 
+// texture_dv is the tangent and texture_du the binormal, as the other targets read them.
+bool Gl_code_generator::tangent_varying() const
+{
+    return used_[BACK12::STATE_TEXTURE_TANGENT] || used_[BACK12::STATE_TANGENT_SPACE] || used_[STATE_TEXTURE_DV];
+}
+
+bool Gl_code_generator::binormal_varying() const
+{
+    return used_[BACK12::STATE_TEXTURE_BINORMAL] || used_[BACK12::STATE_TANGENT_SPACE] || used_[STATE_TEXTURE_DU];
+}
+
 void Gl_code_generator::print_varyings()
 {
     out().write("varying vec3 position;\n");
@@ -611,18 +624,17 @@ void Gl_code_generator::print_varyings()
     if (used_[BACK12::STATE_TEXTURE_COORDINATE])
         for (int32_t n = 0; n < 4; ++n)
             out().print("varying vec4 tex_coord%d;\n", n);
-    if (used_[BACK12::STATE_TEXTURE_TANGENT] || used_[BACK12::STATE_TANGENT_SPACE])
+    if (tangent_varying())
         out().write("varying vec3 tex_tangent;\n");
-    if (used_[BACK12::STATE_TEXTURE_BINORMAL] || used_[BACK12::STATE_TANGENT_SPACE])
+    if (binormal_varying())
         out().write("varying vec3 tex_binormal;\n");
     if (used_[BACK12::STATE_MOTION])
         out().write("varying vec3 motion;\n");
-    if (used_[BACK12::STATE_RASTER])
-        out().write("varying vec2 raster;\n");
     out().write("\n");
 }
 
-// Motion and raster have no source in the vertex stream here.
+// The vertex stream carries no motion, so a moving surface is none: the varying stays for a host
+// whose own vertex text has motion to pass.
 void Gl_code_generator::print_vertex_main()
 {
     out().print("void %s()\n", "main");
@@ -634,10 +646,12 @@ void Gl_code_generator::print_vertex_main()
     if (used_[BACK12::STATE_TEXTURE_COORDINATE])
         for (int32_t n = 0; n < 4; ++n)
             out().print("tex_coord%d = gl_MultiTexCoord%d;\n", n, n);
-    if (used_[BACK12::STATE_TEXTURE_TANGENT] || used_[BACK12::STATE_TANGENT_SPACE])
+    if (tangent_varying())
         out().write("tex_tangent = gl_NormalMatrix * gl_MultiTexCoord4.xyz;\n");
-    if (used_[BACK12::STATE_TEXTURE_BINORMAL] || used_[BACK12::STATE_TANGENT_SPACE])
+    if (binormal_varying())
         out().write("tex_binormal = gl_NormalMatrix * gl_MultiTexCoord5.xyz;\n");
+    if (used_[BACK12::STATE_MOTION])
+        out().write("motion = vec3(0.0);\n");
     out().write(vertex_colors);
 }
 
@@ -898,6 +912,11 @@ void Gl_code_generator::print_fragment_main()
                 out().write("state.backside = (flip < 0.0);\n");
         }
     }
+    // Without two sides every face is a front face; the camera sits at the origin.
+    if (used_[BACK12::STATE_BACKSIDE] && !(gl_.two_sided && normal_used()))
+        out().write("state.backside = false;\n");
+    if (used_[BACK12::STATE_ORIGIN])
+        out().write("state.origin = vec3(0.0);\n");
     if (used_[BACK12::STATE_TEXTURE_COORDINATE])
         for (int32_t n = 0; n < 4; ++n)
             out().print("state.tex_coord[%d] = tex_coord%d;\n", n, n);
@@ -905,10 +924,14 @@ void Gl_code_generator::print_fragment_main()
         out().write("state.tex_tangent[0] = tex_tangent;\n");
     if (used_[BACK12::STATE_TEXTURE_BINORMAL])
         out().write("state.tex_binormal[0] = tex_binormal;\n");
+    if (used_[STATE_TEXTURE_DV])
+        out().write("state.texture_dv[0] = tex_tangent;\n");
+    if (used_[STATE_TEXTURE_DU])
+        out().write("state.texture_du[0] = tex_binormal;\n");
     if (used_[BACK12::STATE_MOTION])
         out().write("state.motion = motion;\n");
     if (used_[BACK12::STATE_RASTER])
-        out().write("state.raster = raster.xy;\n");
+        out().write("state.raster = gl_FragCoord.xy;\n");  // the window position, pixel centres at .5
     if (used_[STATE_REFRACTED_IOR])
         out().write("state.refracted_ior = refracted_ior;\n");
     if (used_[STATE_INCIDENT_IOR])

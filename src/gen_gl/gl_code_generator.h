@@ -134,6 +134,8 @@ private:
     bool is_light() const;
     bool is_program() const;
     bool normal_used() const;
+    bool tangent_varying() const;
+    bool binormal_varying() const;
 
     // Sections of the two texts
     void print_banner();

@@ -240,6 +240,8 @@ std::string check_request(const Render_request& request)
     if (request.width < 1 || request.height < 1 || request.width > max_size || request.height > max_size)
         return "the size " + std::to_string(request.width) + "x" + std::to_string(request.height)
             + " is outside 1.." + std::to_string(max_size);
+    if (request.triangles.size() % 3 != 0)
+        return "a triangle list of " + std::to_string(request.triangles.size()) + " corners is not whole triangles";
     for (const auto& [name, value] : request.uniforms) {
         switch (value.kind) {
         case Uniform_value::Kind::floats:
@@ -422,7 +424,10 @@ private:
                 return type == GL_FLOAT_MAT4;
             return type == by_count[value.floats.size() - 1];
         }
-        case Uniform_value::Kind::integer: return type == GL_INT || type == GL_BOOL;
+        // An integer also gives a sampler its unit, without binding a texture there.
+        case Uniform_value::Kind::integer:
+            return type == GL_INT || type == GL_BOOL || type == GL_SAMPLER_1D || type == GL_SAMPLER_2D
+                || type == GL_SAMPLER_3D || type == GL_SAMPLER_CUBE || type == GL_SAMPLER_2D_RECT;
         case Uniform_value::Kind::sampler_2d: return type == GL_SAMPLER_2D;
         }
         return false;
@@ -522,17 +527,27 @@ private:
         glClearColor(0, 0, 0, 0);
         glClear(GL_COLOR_BUFFER_BIT);
         set_matrices();
-        static const float x_of[4] = {-1, 1, 1, -1};
-        static const float y_of[4] = {-1, -1, 1, 1};
-        glBegin(GL_QUADS);
-        for (int i = 0; i < 4; ++i) {
-            const Quad_corner& corner = request_.corners[i];
+        auto attributes = [this](const Quad_corner& corner) {
             glNormal3f(corner.normal[0], corner.normal[1], corner.normal[2]);
             for (int unit = 0; unit < 6; ++unit) {
                 const auto& t = corner.tex_coord[unit];
                 gl_.multi_tex_coord_4f(GL_TEXTURE0 + static_cast<GLenum>(unit), t[0], t[1], t[2], t[3]);
             }
-            glVertex3f(x_of[i], y_of[i], 0);
+        };
+        if (!request_.triangles.empty()) {
+            glBegin(GL_TRIANGLES);
+            for (const Mesh_corner& corner : request_.triangles) {
+                attributes(corner.attributes);
+                glVertex3f(corner.position[0], corner.position[1], corner.position[2]);
+            }
+        } else {
+            static const float x_of[4] = {-1, 1, 1, -1};
+            static const float y_of[4] = {-1, -1, 1, 1};
+            glBegin(GL_QUADS);
+            for (int i = 0; i < 4; ++i) {
+                attributes(request_.corners[i]);
+                glVertex3f(x_of[i], y_of[i], 0);
+            }
         }
         glEnd();
         glFinish();

@@ -46,6 +46,12 @@ struct Quad_corner {
     std::array<std::array<float, 4>, 6> tex_coord{};    // gl_MultiTexCoord0 to 5
 };
 
+// A vertex of a triangle list: where glVertex3f puts it, and its attributes.
+struct Mesh_corner {
+    std::array<float, 3> position{};
+    Quad_corner attributes;
+};
+
 // How vertices reach the screen. Either way the quad fills the viewport.
 enum class Matrix_setup {
     // Every matrix is the identity; the quad spans -1..1 in x and y at z 0.
@@ -65,6 +71,8 @@ struct Render_request {
     Matrix_setup matrices = Matrix_setup::identity;
     // Corners in the order bottom-left, bottom-right, top-right, top-left.
     std::array<Quad_corner, 4> corners = default_corners();
+    // When not empty, these triangles (three corners each) are drawn instead of the quad.
+    std::vector<Mesh_corner> triangles;
     std::map<std::string, Uniform_value> uniforms;
     // Off: setting a uniform the program does not use is an error, so that a
     // misspelt name does not pass unnoticed.

@@ -76,6 +76,58 @@ for (x, y), want in (((10, 10), dark), ((74, 10), light), ((10, 74), light), ((7
 sys.exit(1 if failed else 0)
 PY
 
+# The sphere (radius 0.9 of the half-width, centred) on both targets. Its s runs with the
+# longitude, 0.5 + phi / 2pi, and t with the latitude, 0.5 + theta / pi: at longitude 30 degrees
+# and latitude 20 (x = 0.9 cos 20 sin 30 = 0.423, y = 0.9 sin 20 = 0.308, pixel (182, 167)) the
+# cell is (2, 2), dark; at latitude -20 (pixel (182, 88)) it is (2, 1), light.
+out=$("$vornc" preview "$tmp/squares.ovl" --target Swrc --shape sphere -o "$tmp/cpu_sphere.png" 2>&1); status=$?
+check "the CPU preview of the sphere exits 0 ($out)" "[ $status -eq 0 ]"
+out=$("$vornc" preview "$tmp/squares.ovl" --target GL --shape sphere -o "$tmp/gl_sphere.png" 2>&1); status=$?
+check "the GL preview of the sphere exits 0 ($out)" "[ $status -eq 0 ]"
+python3 - "$tmp/cpu_sphere.png" "$tmp/gl_sphere.png" <<'PY' || fail=1
+import struct, sys, zlib
+
+def read_png(path):
+    data = open(path, "rb").read()
+    at, idat = 8, b""
+    while at < len(data):
+        length, = struct.unpack(">I", data[at:at + 4])
+        if data[at + 4:at + 8] == b"IDAT":
+            idat += data[at + 8:at + 8 + length]
+        at += 12 + length
+    raw = zlib.decompress(idat)
+    # Rows from the bottom, as GL counts them.
+    return [[tuple(raw[y * 1025 + 1 + 4 * x:y * 1025 + 5 + 4 * x]) for x in range(256)] for y in range(255, -1, -1)]
+
+failed = False
+cpu, gl = read_png(sys.argv[1]), read_png(sys.argv[2])
+def covered(picture, x, y):
+    return 0 <= x < 256 and 0 <= y < 256 and picture[y][x][3] != 0
+def edge(x, y):
+    return any(not covered(p, x + dx, y + dy) for p in (cpu, gl) for dx in (-1, 0, 1) for dy in (-1, 0, 1))
+inside = worst = 0
+for y in range(256):
+    for x in range(256):
+        if covered(cpu, x, y) != covered(gl, x, y) and not edge(x, y):
+            print("FAILED: coverage differs inside the sphere at (%d, %d)" % (x, y)); failed = True
+        if not edge(x, y):
+            inside += 1
+            worst = max(worst, max(abs(a - b) for a, b in zip(cpu[y][x], gl[y][x])))
+# pi 115.2^2 pixels are covered, about 41700, less a ring on the silhouette.
+if not 39000 < inside < 41700:
+    print("FAILED: %d pixels inside the sphere's silhouette" % inside); failed = True
+if worst > 2:
+    print("FAILED: the CPU and Mesa pictures of the sphere differ by up to %d" % worst); failed = True
+dark, light = (51, 102, 153, 255), (255, 204, 0, 255)
+for (x, y), want in (((182, 167), dark), ((182, 88), light), ((0, 0), (0, 0, 0, 0)), ((255, 255), (0, 0, 0, 0))):
+    for name, picture in (("CPU", cpu), ("Mesa", gl)):
+        if picture[y][x] != want:
+            print("FAILED: %s sphere pixel (%d, %d) is %s, not %s" % (name, x, y, picture[y][x], want)); failed = True
+sys.exit(1 if failed else 0)
+PY
+"$vornc" preview "$tmp/squares.ovl" --target GL --shape cube -o "$tmp/x.png" 2>/dev/null
+check "an unknown shape is a misuse" "[ $? -eq 2 ]"
+
 err=$("$vornc" preview "$tmp/squares.ovl" --target Swrc --option cplusplus_compiler="$tmp/no-such-compiler" -o "$tmp/x.png" 2>&1); status=$?
 check "a missing C++ compiler exits 1 and says so ($err)" "[ $status -eq 1 ] && grep -q 'was not found' <<<\"\$err\" && [ ! -e \"$tmp/x.png\" ]"
 printf '#!/bin/sh\necho "broken compiler" >&2\nexit 1\n' > "$tmp/bad-cxx"

@@ -34,6 +34,10 @@ struct Point {
     float tex_coord[4][4];
     float tangent[3];
     float binormal[3];
+    float raster[2];
+    float position_dx[3], position_dy[3];
+    float uv_dx[2], uv_dy[2];
+    int covered;
 };
 
 struct Field {
@@ -88,15 +92,15 @@ private:
 Vector3 vector3(const float* v) { return Vector3(v[0], v[1], v[2]); }
 
 // The state as the GL pair's fragment main derives it from what the vertex stream carries.
-void set_state(State& state, const Point& p, const Job& job)
+void set_state(State& state, const Point& p)
 {
     const Vector3 position = vector3(p.position);
     const Vector3 normal = normalize(vector3(p.normal));
     const float ray_length = length(position);
     const Vector3 direction = position / ray_length;
     state.set_vector3(State_sym::POINT, position);
-    state.set_vector3(State_sym::POINT_DX, Vector3(2.0f / float(job.width), 0.0f, 0.0f));
-    state.set_vector3(State_sym::POINT_DY, Vector3(0.0f, 2.0f / float(job.height), 0.0f));
+    state.set_vector3(State_sym::POINT_DX, vector3(p.position_dx));
+    state.set_vector3(State_sym::POINT_DY, vector3(p.position_dy));
     state.set_vector3(State_sym::NORMAL, normal);
     state.set_vector3(State_sym::NORMAL_GEOM, normal);
     state.set_vector3(State_sym::DIR, direction);
@@ -104,16 +108,23 @@ void set_state(State& state, const Point& p, const Job& job)
     state.set_scalar(State_sym::DOT_ND, dot(direction, normal));
     state.set_scalar(State_sym::IMPORTANCE, 1.0f);
     state.set_vector2(State_sym::UV, Vector2(p.tex_coord[0][0], p.tex_coord[0][1]));
-    state.set_vector2(State_sym::UV_DX, Vector2(1.0f / float(job.width), 0.0f));
-    state.set_vector2(State_sym::UV_DY, Vector2(0.0f, 1.0f / float(job.height)));
+    state.set_vector2(State_sym::UV_DX, Vector2(p.uv_dx[0], p.uv_dx[1]));
+    state.set_vector2(State_sym::UV_DY, Vector2(p.uv_dy[0], p.uv_dy[1]));
+    // The window position; nothing on screen moves.
+    state.set_vector2(State_sym::RASTER, Vector2(p.raster[0], p.raster[1]));
+    state.set_vector2(State_sym::RASTER_DX, Vector2(1.0f, 0.0f));
+    state.set_vector2(State_sym::RASTER_DY, Vector2(0.0f, 1.0f));
     for (int unit = 0; unit < 4; ++unit) {
         const float* t = p.tex_coord[unit];
         state.set_vector4(State_sym::Id(State_sym::TEXTURE + unit), Vector4(t[0], t[1], t[2], t[3]));
-        state.set_vector4(State_sym::Id(State_sym::TEXTURE_DX + unit), Vector4(1.0f / float(job.width), 0.0f, 0.0f, 0.0f));
-        state.set_vector4(State_sym::Id(State_sym::TEXTURE_DY + unit), Vector4(0.0f, 1.0f / float(job.height), 0.0f, 0.0f));
+        state.set_vector4(State_sym::Id(State_sym::TEXTURE_DX + unit), Vector4(p.uv_dx[0], p.uv_dx[1], 0.0f, 0.0f));
+        state.set_vector4(State_sym::Id(State_sym::TEXTURE_DY + unit), Vector4(p.uv_dy[0], p.uv_dy[1], 0.0f, 0.0f));
     }
     state.set_vector3(State_sym::TEXTURE_TANGENT, vector3(p.tangent));
     state.set_vector3(State_sym::TEXTURE_BINORMAL, vector3(p.binormal));
+    // Read back as texture_dv and texture_du: the tangent and the binormal, as the GL pair has them.
+    state.set_vector3(State_sym::TEXTURE_DU, vector3(p.tangent));
+    state.set_vector3(State_sym::TEXTURE_DV, vector3(p.binormal));
     // Rows tangent, binormal and normal.
     state.get_tangent_space.spaces[0] = Matrix3x3(normalize(vector3(p.tangent)), normalize(vector3(p.binormal)), normal);
 }
@@ -142,8 +153,10 @@ extern "C" DLLEXPORT int vorn_preview_shade(QZ::PLUG::Plugin* (*initializer)(uns
     const unsigned count = job->width * job->height;
     const float* t = job->texture_colour;
     for (unsigned k = 0; k < count; ++k) {
+        if (!job->points[k].covered)
+            continue;
         State state;
-        set_state(state, job->points[k], *job);
+        set_state(state, job->points[k]);
         state.texture_colors.assign(job->texture_count, Vector4(t[0], t[1], t[2], t[3]));
         outputs.clear();
         shader->main(&state, &outputs);
@@ -298,7 +311,7 @@ bool Cpu_shaders::build(const std::vector<std::string>& cpp_texts, const Build_o
 }
 
 bool Cpu_shaders::shade(std::size_t index, const Shader_interface& shader, int width, int height, Image& image,
-                        std::string& why) const
+                        std::string& why, Shape shape) const
 {
     if (!loaded_ || index >= loaded_->initializers.size()) {
         why = "no such built shader";
@@ -308,11 +321,7 @@ bool Cpu_shaders::shade(std::size_t index, const Shader_interface& shader, int w
         why = "the size " + std::to_string(width) + "x" + std::to_string(height) + " is outside 1..4096";
         return false;
     }
-    std::vector<Shading_point> points;
-    points.reserve(std::size_t(width) * std::size_t(height));
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            points.push_back(quad_point(x, y, width, height));
+    const std::vector<Shading_point> points = shading_points(shape, width, height);
     std::vector<Loop_field> inputs;
     unsigned textures = 0;
     for (const Parameter& input : shader.inputs) {

@@ -29,6 +29,7 @@ constexpr GLenum gl_link_status = 0x8B82;
 constexpr GLenum gl_info_log_length = 0x8B84;
 constexpr GLenum gl_texture0 = 0x84C0;
 constexpr GLenum gl_quads = 0x0007;
+constexpr GLenum gl_triangles = 0x0004;
 constexpr GLenum gl_modelview = 0x1700;
 constexpr GLenum gl_projection = 0x1701;
 constexpr GLenum gl_texture = 0x1702;
@@ -184,7 +185,7 @@ std::string shader_log(Mesa& gl, GLuint shader)
 }  // namespace
 
 bool render_gl(const std::string& vertex_text, const std::string& fragment_text, const std::string& companion_text,
-               const Shader_interface& shader, int width, int height, Image& image, std::string& why)
+               const Shader_interface& shader, int width, int height, Image& image, std::string& why, Shape shape)
 {
     if (width < 1 || height < 1 || width > 4096 || height > 4096) {
         why = "the size " + std::to_string(width) + "x" + std::to_string(height) + " is outside 1..4096";
@@ -304,18 +305,29 @@ bool render_gl(const std::string& vertex_text, const std::string& fragment_text,
         gl.matrix_mode(gl_modelview);
         gl.load_identity();
         gl.translate(0, 0, -1);
-        // The corners' attributes are those of quad_point at the corners themselves.
-        static const float s_of[4] = {0, 1, 1, 0};
-        static const float t_of[4] = {0, 0, 1, 1};
-        gl.begin(gl_quads);
-        for (int i = 0; i < 4; ++i) {
-            const float s = s_of[i], t = t_of[i];
-            gl.normal(2 * s - 1, 2 * t - 1, 1);
-            for (int unit = 0; unit < 4; ++unit)
-                gl.multi_tex_coord(gl_texture0 + GLenum(unit), s, t, 0.25f * float(unit), 1);
-            gl.multi_tex_coord(gl_texture0 + 4, 1, 0, 0, 1);
-            gl.multi_tex_coord(gl_texture0 + 5, 0, 1, 0, 1);
-            gl.vertex(2 * s - 1, 2 * t - 1, 0);
+        if (shape == Shape::sphere) {
+            gl.begin(gl_triangles);
+            for (const Mesh_vertex& v : sphere_triangles()) {
+                gl.normal(v.normal[0], v.normal[1], v.normal[2]);
+                for (int unit = 0; unit < 6; ++unit)
+                    gl.multi_tex_coord(gl_texture0 + GLenum(unit), v.tex_coord[unit][0], v.tex_coord[unit][1],
+                                       v.tex_coord[unit][2], v.tex_coord[unit][3]);
+                gl.vertex(v.position[0], v.position[1], v.position[2]);
+            }
+        } else {
+            // The corners' attributes are those of quad_point at the corners themselves.
+            static const float s_of[4] = {0, 1, 1, 0};
+            static const float t_of[4] = {0, 0, 1, 1};
+            gl.begin(gl_quads);
+            for (int i = 0; i < 4; ++i) {
+                const float s = s_of[i], t = t_of[i];
+                gl.normal(2 * s - 1, 2 * t - 1, 1);
+                for (int unit = 0; unit < 4; ++unit)
+                    gl.multi_tex_coord(gl_texture0 + GLenum(unit), s, t, 0.25f * float(unit), 1);
+                gl.multi_tex_coord(gl_texture0 + 4, 1, 0, 0, 1);
+                gl.multi_tex_coord(gl_texture0 + 5, 0, 1, 0, 1);
+                gl.vertex(2 * s - 1, 2 * t - 1, 0);
+            }
         }
         gl.end();
         gl.finish();

@@ -19,19 +19,46 @@ struct Image {
     std::vector<std::uint8_t> rgba;
 };
 
-// The state of one pixel of the quad, as GL interpolates the vertex stream of the GL pair.
-// The quad spans -1..1 in x and y at z -1 in eye space, seen through an orthographic camera at
-// the origin looking down -z; s and t run from 0 at the bottom left to 1 at the top right.
+// The shapes a preview draws. The camera is orthographic at the origin looking down -z, and the
+// viewport spans -1..1 in x and y. The quad fills it at z -1 in eye space; the sphere of radius
+// 0.9 stands at (0, 0, -1), so only its front half is seen and drawn.
+enum class Shape { quad, sphere };
+
+// The state of one pixel, as GL interpolates the vertex stream of the GL pair. On the quad s and t
+// run from 0 at the bottom left to 1 at the top right; on the sphere s runs with the longitude
+// (0.25 to 0.75 across the front half) and t with the latitude (0 at the bottom pole).
 struct Shading_point {
-    float position[3];
-    float normal[3];  // (2s-1, 2t-1, 1), not normalised: the fragment main normalises it
+    float position[3];  // in eye space
+    float normal[3];  // as interpolated, not normalised: the fragment main normalises it
     float tex_coord[4][4];  // unit u: (s, t, 0.25 u, 1)
     float tangent[3];
     float binormal[3];
+    float raster[2];  // the window position of the pixel's centre
+    // Changes across one pixel to the right and one up, as GL's derivatives see them.
+    float position_dx[3], position_dy[3];
+    float uv_dx[2], uv_dy[2];
+    int covered;  // 0 where the shape leaves the pixel empty
 };
 
-// The point at the centre of pixel (x, y) of a width by height picture.
+// The point at the centre of pixel (x, y) of a width by height picture of the quad.
 Shading_point quad_point(int x, int y, int width, int height);
+
+// One vertex of a shape's vertex stream: the object-space position (eye space is z - 1) and what
+// the GL pair reads from gl_Normal and gl_MultiTexCoord0 to 5 (4 the tangent, 5 the binormal).
+struct Mesh_vertex {
+    float position[3];
+    float normal[3];
+    float tex_coord[6][4];
+};
+
+// The sphere's front half: a few thousand triangles, three vertices each, counter-clockwise as
+// the camera sees them, none covering another on the screen.
+const std::vector<Mesh_vertex>& sphere_triangles();
+
+// Every pixel of a picture of the shape, row by row from the bottom: the sphere's triangles
+// rasterised at pixel centres, each value interpolated linearly on the screen as GL does under
+// an orthographic camera.
+std::vector<Shading_point> shading_points(Shape shape, int width, int height);
 
 // The values that are the same at every pixel, as the GL pair's uniforms take them (1, 2 or 16
 // floats; a matrix by columns): the C++ runtime's own defaults for the camera (focal length 1,
@@ -99,8 +126,9 @@ public:
     // False with the compiler's messages (or why it did not run) in why.
     bool build(const std::vector<std::string>& cpp_texts, const Build_options& options, std::string& why);
     // Shades every pixel with shader index of the built set. False with a reason.
+    // Pixels the shape leaves empty stay (0, 0, 0, 0), as the GL picture's clear colour.
     bool shade(std::size_t index, const Shader_interface& shader, int width, int height, Image& image,
-               std::string& why) const;
+               std::string& why, Shape shape = Shape::quad) const;
 
 private:
     struct Loaded;
@@ -110,7 +138,8 @@ private:
 // Draws the GL pair of a shader with OSMesa, loaded with dlopen. False with a reason (no
 // libOSMesa, a compile or link failure).
 bool render_gl(const std::string& vertex_text, const std::string& fragment_text, const std::string& companion_text,
-               const Shader_interface& shader, int width, int height, Image& image, std::string& why);
+               const Shader_interface& shader, int width, int height, Image& image, std::string& why,
+               Shape shape = Shape::quad);
 
 // A PNG of the image (8-bit RGBA, top row first) in stored deflate blocks.
 std::string png_bytes(const Image& image);

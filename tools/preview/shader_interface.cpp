@@ -27,6 +27,13 @@ Shading_point quad_point(int x, int y, int width, int height)
     }
     p.tangent[0] = 1;
     p.binormal[1] = 1;
+    p.raster[0] = float(x) + 0.5f;
+    p.raster[1] = float(y) + 0.5f;
+    p.position_dx[0] = 2.0f / float(width);
+    p.position_dy[1] = 2.0f / float(height);
+    p.uv_dx[0] = 1.0f / float(width);
+    p.uv_dy[1] = 1.0f / float(height);
+    p.covered = 1;
     return p;
 }
 

@@ -41,8 +41,10 @@ const char* const usage_text =
     "  compile FILE.xovl --node NAME|--class NAME [--lights A,B] [--environment E] --target T [...]\n"
     "                    link (or export) a node or a class of a graph file and write its\n"
     "                    programs as for a source file\n"
-    "  preview FILE --target Swrc|GL [--shader NAME] [--option cplusplus_compiler=CXX] -o OUT.png\n"
-    "                    draw a surface shader on a 256 by 256 quad with its inputs' defaults\n"
+    "  preview FILE --target Swrc|GL [--shader NAME] [--shape quad|sphere]\n"
+    "          [--option cplusplus_compiler=CXX] -o OUT.png\n"
+    "                    draw a surface shader on a 256 by 256 picture of the quad (the\n"
+    "                    default) or the sphere with its inputs' defaults\n"
     "                    and write the picture as PNG: Swrc builds its C++ text with CXX\n"
     "                    (default c++) and runs it on the CPU, GL draws its GL pair with\n"
     "                    OSMesa; exit status 1 when the compiler or libOSMesa is missing\n"
@@ -183,7 +185,7 @@ int parse_valued(Reader& reader, const std::string& word, Arguments& arguments)
     static const char* const names[] = {"--path",   "--target", "--shader", "--option",      "--save-binary",
                                         "--depfile", "-MF",     "-I",       "-D",            "-U",
                                         "-o",       "--diagnostics", "--color", "--node",   "--class",
-                                        "--lights", "--environment"};
+                                        "--lights", "--environment", "--shape"};
     for (const char* name : names) {
         if (!is_option(word, name))
             continue;
@@ -208,6 +210,10 @@ int parse_valued(Reader& reader, const std::string& word, Arguments& arguments)
             return -1;
         } else if (option == "--environment") {
             arguments.environment = value;
+        } else if (option == "--shape") {
+            if (value != "quad" && value != "sphere")
+                return misuse("--shape takes quad or sphere, not '%s'", value);
+            arguments.shape = value;
         } else if (option == "--save-binary") {
             arguments.save_binary = value;
         } else if (option == "--depfile" || option == "-MF") {

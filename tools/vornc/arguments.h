@@ -37,6 +37,8 @@ struct Arguments {
     std::vector<std::pair<std::string, std::string>> options;
     std::string output;  // a directory, a file for one program, or "-"; empty for "."
     std::string save_binary;
+    // preview: the shape drawn, "quad" or "sphere"
+    std::string shape = "quad";
     // graph
     bool dot = false;
     // link, and compile of a graph file: the node or the class linked

@@ -600,7 +600,7 @@ int command_preprocess(Library& library, const Arguments& arguments, Diagnostic_
     return vornc::write_dependencies(arguments, written, dependencies, printer) ? 0 : 1;
 }
 
-// A picture of a surface shader on the quad: its C++ text built and run on the CPU (Swrc), or its
+// A picture of a surface shader on the quad or the sphere: its C++ text built and run on the CPU (Swrc), or its
 // GL pair drawn by OSMesa (GL); the inputs keep their defaults.
 int command_preview(Library& library, const Arguments& arguments, Diagnostic_printer& printer)
 {
@@ -634,13 +634,14 @@ int command_preview(Library& library, const Arguments& arguments, Diagnostic_pri
     unit->release();
     library.report_log(printer);
     const int size = 256;
+    const vorn_preview::Shape shape = arguments.shape == "sphere" ? vorn_preview::Shape::sphere : vorn_preview::Shape::quad;
     vorn_preview::Image image;
     if (ok && arguments.target == "Swrc") {
         vorn_preview::Cpu_shaders built;
         vorn_preview::Build_options options;
         options.compiler = compiler;
         options.include_directory = data_directory();
-        ok = built.build({texts[0]}, options, why) && built.shade(0, shader, size, size, image, why);
+        ok = built.build({texts[0]}, options, why) && built.shade(0, shader, size, size, image, why, shape);
     } else if (ok) {
         std::string companion;
         std::string companion_path = data_directory() + "/vorn_companion.glsl";
@@ -651,7 +652,7 @@ int command_preview(Library& library, const Arguments& arguments, Diagnostic_pri
         if (!ok)
             why = "cannot read " + companion_path;
         ok = ok && texts.size() == 2 &&
-             vorn_preview::render_gl(texts[0], texts[1], companion, shader, size, size, image, why);
+             vorn_preview::render_gl(texts[0], texts[1], companion, shader, size, size, image, why, shape);
     }
     if (!ok) {
         printer.error(input.name, why);

@@ -371,11 +371,13 @@ TEST(GlSkeleton, VaryingsAndTheFragmentMainFollowTheState)
     for (const std::string* text : {&texts.vertex, &texts.fragment}) {
         EXPECT_TRUE(contains(*text, "varying vec3 position;\nvarying vec3 normal;\nvarying vec4 tex_coord0;\n"
                                     "varying vec4 tex_coord1;\nvarying vec4 tex_coord2;\nvarying vec4 tex_coord3;\n"
-                                    "varying vec3 tex_tangent;\nvarying vec3 motion;\nvarying vec2 raster;\n\n"));
+                                    "varying vec3 tex_tangent;\nvarying vec3 motion;\n\n"));
     }
-    EXPECT_TRUE(contains(texts.vertex, "\ttex_tangent = gl_NormalMatrix * gl_MultiTexCoord4.xyz;\n"));
+    // Every varying that the fragment main reads is written; raster is the fragment's own position.
+    EXPECT_TRUE(contains(texts.vertex, "\ttex_tangent = gl_NormalMatrix * gl_MultiTexCoord4.xyz;\n"
+                                       "\tmotion = vec3(0.0);\n"));
     EXPECT_FALSE(contains(texts.vertex, "tex_binormal"));
-    EXPECT_TRUE(contains(texts.fragment, "\tstate.raster = raster.xy;\n\tstate.direction = normalize(state.position);\n"
+    EXPECT_TRUE(contains(texts.fragment, "\tstate.raster = gl_FragCoord.xy;\n\tstate.direction = normalize(state.position);\n"
                                          "\tstate.dot_nd = dot(state.direction, state.normal);\n"));
 }
 

@@ -92,7 +92,6 @@ varying vec4 tex_coord3;
 varying vec3 tex_tangent;
 varying vec3 tex_binormal;
 varying vec3 motion;
-varying vec2 raster;
 
 //
 // The following are free parameters of the shader
@@ -150,6 +149,6 @@ void main()
 	state.tex_tangent[0] = tex_tangent;
 	state.tex_binormal[0] = tex_binormal;
 	state.motion = motion;
-	state.raster = raster.xy;
+	state.raster = gl_FragCoord.xy;
 	gl_FragColor = Plain_eval(state);
 }

@@ -15,7 +15,6 @@ varying vec4 tex_coord3;
 varying vec3 tex_tangent;
 varying vec3 tex_binormal;
 varying vec3 motion;
-varying vec2 raster;
 
 void main()
 {
@@ -27,6 +26,7 @@ void main()
 	tex_coord3 = gl_MultiTexCoord3;
 	tex_tangent = gl_NormalMatrix * gl_MultiTexCoord4.xyz;
 	tex_binormal = gl_NormalMatrix * gl_MultiTexCoord5.xyz;
+	motion = vec3(0.0);
 
 	if( flip_normal > 0.0 ) {
 		gl_FrontColor = vec4(1.0);

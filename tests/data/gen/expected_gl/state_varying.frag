@@ -96,7 +96,6 @@ varying vec4 tex_coord3;
 varying vec3 tex_tangent;
 varying vec3 tex_binormal;
 varying vec3 motion;
-varying vec2 raster;
 
 //
 // The following are free parameters of the shader
@@ -144,14 +143,17 @@ void main()
 	State state;
 	state.position = position;
 	state.normal = normalize(normal);
+	state.backside = false;
 	state.tex_coord[0] = tex_coord0;
 	state.tex_coord[1] = tex_coord1;
 	state.tex_coord[2] = tex_coord2;
 	state.tex_coord[3] = tex_coord3;
 	state.tex_tangent[0] = tex_tangent;
 	state.tex_binormal[0] = tex_binormal;
+	state.texture_dv[0] = tex_tangent;
+	state.texture_du[0] = tex_binormal;
 	state.motion = motion;
-	state.raster = raster.xy;
+	state.raster = gl_FragCoord.xy;
 	state.ray_length = length(state.position);
 	state.direction = state.position / state.ray_length;
 	state.dot_nd = dot(state.direction, state.normal);

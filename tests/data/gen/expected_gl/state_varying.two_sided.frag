@@ -96,7 +96,6 @@ varying vec4 tex_coord3;
 varying vec3 tex_tangent;
 varying vec3 tex_binormal;
 varying vec3 motion;
-varying vec2 raster;
 
 //
 // The following are free parameters of the shader
@@ -152,8 +151,10 @@ void main()
 	state.tex_coord[3] = tex_coord3;
 	state.tex_tangent[0] = tex_tangent;
 	state.tex_binormal[0] = tex_binormal;
+	state.texture_dv[0] = tex_tangent;
+	state.texture_du[0] = tex_binormal;
 	state.motion = motion;
-	state.raster = raster.xy;
+	state.raster = gl_FragCoord.xy;
 	state.ray_length = length(state.position);
 	state.direction = state.position / state.ray_length;
 	state.dot_nd = dot(state.direction, state.normal);
