@@ -115,4 +115,17 @@ void BM_preview_shade_256(benchmark::State& state)
 }
 BENCHMARK(BM_preview_shade_256)->Unit(benchmark::kMillisecond);
 
+// The sphere's triangles rasterised into the state of each pixel of a 256 by 256 picture, the
+// CPU's share of a sphere preview before any shading.
+void BM_preview_sphere_points_256(benchmark::State& state)
+{
+    vorn_preview::sphere_triangles();  // built once per process
+    for (auto _ : state) {
+        std::vector<vorn_preview::Shading_point> points =
+            vorn_preview::shading_points(vorn_preview::Shape::sphere, 256, 256);
+        benchmark::DoNotOptimize(points.data());
+    }
+}
+BENCHMARK(BM_preview_sphere_points_256)->Unit(benchmark::kMillisecond);
+
 }  // namespace

@@ -6,6 +6,7 @@
 #include <dirent.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -355,4 +356,47 @@ TEST(Agreement, the_focused_generator_inputs_draw_the_same_on_the_cpu_and_on_mes
     std::string skipped = untaken(cases);
     for (const char* taken : {"state_params", "state_varying", "statements", "clashes", "component", "types", "alpha"})
         EXPECT_EQ(skipped.find(std::string("/") + taken + ".ovl"), std::string::npos) << skipped;
+}
+
+// What both sides draw must be the sphere: each covered pixel's point lies on it (within the
+// flat triangles' sag), with its normal, its longitude and latitude as s and t and a tangent
+// across the normal; the covered area is the disc's.
+TEST(Sphere, each_covered_pixel_carries_the_state_of_its_point_on_the_sphere)
+{
+    const int n = 64;
+    const std::vector<vorn_preview::Shading_point> points = vorn_preview::shading_points(vorn_preview::Shape::sphere, n, n);
+    ASSERT_EQ(points.size(), std::size_t(n * n));
+    const double pi = 3.14159265358979;
+    int covered = 0;
+    for (int y = 0; y < n; ++y)
+        for (int x = 0; x < n; ++x) {
+            const vorn_preview::Shading_point& p = points[std::size_t(y * n + x)];
+            if (!p.covered)
+                continue;
+            ++covered;
+            SCOPED_TRACE("pixel (" + std::to_string(x) + ", " + std::to_string(y) + ")");
+            EXPECT_FLOAT_EQ(p.raster[0], float(x) + 0.5f);
+            EXPECT_FLOAT_EQ(p.raster[1], float(y) + 0.5f);
+            EXPECT_NEAR(p.position[0], (x + 0.5) * 2.0 / n - 1, 1e-5);
+            EXPECT_NEAR(p.position[1], (y + 0.5) * 2.0 / n - 1, 1e-5);
+            const double d[3] = {p.position[0], p.position[1], p.position[2] + 1.0};
+            const double r = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+            // A band of 1/32 of a half turn sags 0.9 (1 - cos(pi / 64)) = 0.001 below the sphere.
+            EXPECT_GT(r, 0.895);
+            EXPECT_LT(r, 0.9 + 1e-5);
+            EXPECT_GE(d[2], -1e-5) << "only the front half is drawn";
+            const double nl = std::sqrt(p.normal[0] * p.normal[0] + p.normal[1] * p.normal[1] + p.normal[2] * p.normal[2]);
+            for (int i = 0; i < 3; ++i)
+                EXPECT_NEAR(p.normal[i] / nl, d[i] / r, 0.04);
+            EXPECT_NEAR(p.tex_coord[0][0], 0.5 + std::atan2(d[0], d[2]) / (2 * pi), 0.01);
+            EXPECT_NEAR(p.tex_coord[0][1], 0.5 + std::asin(d[1] / r) / pi, 0.01);
+            EXPECT_NEAR(p.tex_coord[3][2], 0.75, 1e-5);
+            const double along = p.tangent[0] * d[0] + p.tangent[1] * d[1] + p.tangent[2] * d[2];
+            EXPECT_NEAR(along / r, 0.0, 0.04);
+            EXPECT_NEAR(p.tangent[1], 0.0, 1e-5) << "the tangent runs along the latitude";
+        }
+    const double disc = pi * (0.9 * n / 2) * (0.9 * n / 2);
+    EXPECT_NEAR(covered, disc, disc * 0.02);
+    EXPECT_FALSE(points[0].covered);
+    EXPECT_FALSE(points[std::size_t(n * n - 1)].covered);
 }
