@@ -22,6 +22,7 @@ export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 # The leak checker's tracer faults reading the thread-local blocks of a library loaded at run
 # time; without them as roots, memory held only there is reported as a leak, which is stricter.
-export LSAN_OPTIONS=${LSAN_OPTIONS:-use_tls=0}
+# The GL driver's own leaks are not ours (scripts/lsan.supp).
+export LSAN_OPTIONS=${LSAN_OPTIONS:-use_tls=0:suppressions=$PWD/scripts/lsan.supp}
 cd "$build_dir"
 ctest --output-on-failure -j "$vorn_jobs"

@@ -88,13 +88,9 @@ struct Mesa {
     void (*tex_image_2d)(GLenum, GLint, GLint, GLsizei, GLsizei, GLint, GLenum, GLenum, const void*) = nullptr;
     void (*active_texture)(GLenum) = nullptr;
 
-    ~Mesa()
-    {
-        if (library)
-            dlclose(library);
-    }
-
-    // Names what is missing; empty when everything is there.
+    // Names what is missing; empty when everything is there. The library stays loaded to the end
+    // of the process: the driver keeps state in its own statics past the last context, and
+    // unloading it would cut that state loose.
     std::string load()
     {
         for (const char* name : {"libOSMesa.so.8", "libOSMesa.so.6", "libOSMesa.so"})
