@@ -65,7 +65,7 @@ private:
     static_assert(BLOCK_SIZE >= sizeof(void*) && ALIGNMENT >= alignof(void*), "a free block holds a pointer");
     static constexpr size_t ALIGNED_SIZE = (BLOCK_SIZE + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
     static constexpr size_t CHUNK_BLOCKS = 65536 / ALIGNED_SIZE > 0 ? 65536 / ALIGNED_SIZE : 1;
-    static constexpr size_t SMALL_CHUNK_LIMIT = size_t(1) << 20;
+    static constexpr size_t SMALL_CHUNK_LIMIT = size_t(256) << 10;
     static constexpr size_t LARGE_CHUNK = size_t(2) << 20;
     static_assert(ALIGNED_SIZE <= LARGE_CHUNK, "a large chunk holds a block");
 
@@ -90,8 +90,8 @@ private:
         return list;
     }
 
-    // A new chunk, handed out in address order as the fresh blocks run out. The first megabyte
-    // of a thread comes in small chunks, so that a small compile stays small; after that chunks
+    // A new chunk, handed out in address order as the fresh blocks run out. The first 256 KB of
+    // a thread come in small chunks, so that a small tree stays small; after that chunks
     // are large, aligned and marked for huge pages: a big tree then costs one page fault per
     // 2 MB instead of one per 4 KB (faults dominate building a large tree), and the passes that
     // walk it miss the TLB far less.
