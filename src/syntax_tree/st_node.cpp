@@ -92,6 +92,9 @@ const char* const node_kind_names[NODE_KIND_COUNT] = {
     "NO_OP",
 };
 
+// A large program holds a million nodes: every field added costs megabytes.
+static_assert(sizeof(void*) != 8 || sizeof(St_node) == 72, "a node grew");
+
 using Node_pool = SYSTEM::Block_pool<sizeof(St_node), alignof(St_node)>;
 
 // Texts carry one byte in front that says where they came from: most are short names and
