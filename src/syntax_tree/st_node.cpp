@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <cstring>
+#include <mutex>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -90,18 +92,32 @@ const char* const node_kind_names[NODE_KIND_COUNT] = {
     "NO_OP",
 };
 
+// A large program holds a million nodes: every field added costs megabytes.
+static_assert(sizeof(void*) != 8 || sizeof(St_node) == 72, "a node grew");
+
 using Node_pool = SYSTEM::Block_pool<sizeof(St_node), alignof(St_node)>;
 
 // Texts carry one byte in front that says where they came from: most are short names and
-// numbers, which come from a pool of small blocks.
+// numbers, which come from pools of small blocks.
+constexpr size_t TINY_TEXT_BLOCK = 16;
 constexpr size_t SMALL_TEXT_BLOCK = 32;
+using Tiny_text_pool = SYSTEM::Block_pool<TINY_TEXT_BLOCK, 8>;
 using Text_pool = SYSTEM::Block_pool<SMALL_TEXT_BLOCK>;
-enum Text_origin : char { TEXT_FROM_HEAP = 0, TEXT_FROM_POOL = 1, TEXT_STATIC = St_node::STATIC_TEXT_MARK };
+enum Text_origin : char {
+    TEXT_FROM_HEAP = 0,
+    TEXT_FROM_POOL = 1,
+    TEXT_STATIC = St_node::STATIC_TEXT_MARK,
+    TEXT_FROM_TINY_POOL = 3,
+};
 
 char* copy_bytes(const void* bytes, size_t size)
 {
+    // The block holds the origin byte, the text and its zero byte.
     char* block;
-    if (size + 2 <= SMALL_TEXT_BLOCK) {
+    if (size + 2 <= TINY_TEXT_BLOCK) {
+        block = static_cast<char*>(Tiny_text_pool::allocate());
+        block[0] = TEXT_FROM_TINY_POOL;
+    } else if (size + 2 <= SMALL_TEXT_BLOCK) {
         block = static_cast<char*>(Text_pool::allocate());
         block[0] = TEXT_FROM_POOL;
     } else {
@@ -119,7 +135,9 @@ void free_text(char* text)
     if (!text)
         return;
     char* block = text - 1;
-    if (block[0] == TEXT_FROM_POOL)
+    if (block[0] == TEXT_FROM_TINY_POOL)
+        Tiny_text_pool::release(block);
+    else if (block[0] == TEXT_FROM_POOL)
         Text_pool::release(block);
     else if (block[0] == TEXT_FROM_HEAP)
         delete[] block;
@@ -151,17 +169,21 @@ uint32_t parse_digits(std::string_view digits, uint32_t base)
 
 File_name make_file_name(std::string_view name)
 {
-    return std::make_shared<const std::string>(name);
+    // Never freed: nodes may be freed during static destruction, and names are few.
+    static std::mutex* lock = new std::mutex;
+    static auto* names = new std::unordered_set<std::string>;
+    std::lock_guard<std::mutex> guard(*lock);
+    return File_name(&*names->emplace(name).first);
 }
 
 St_node::St_node(int32_t kind_, File_name file_, std::initializer_list<St_node*> children)
-    : kind(kind_), file(std::move(file_))
+    : file(file_), kind(kind_)
 {
     add_children(children);
 }
 
 St_node::St_node(int32_t kind_, File_name file_, std::string_view string, std::initializer_list<St_node*> children)
-    : kind(kind_), file(std::move(file_))
+    : file(file_), kind(kind_)
 {
     set_text(string);
     add_children(children);
@@ -169,7 +191,7 @@ St_node::St_node(int32_t kind_, File_name file_, std::string_view string, std::i
 
 St_node::St_node(int32_t kind_, File_name file_, int32_t line_, int32_t column_, const char* text_,
                  int32_t text_size_, int32_t extra_position_)
-    : kind(kind_), line(line_), column(column_), extra_position(extra_position_), file(std::move(file_))
+    : file(file_), kind(kind_), line(line_), column(column_), extra_position(extra_position_)
 {
     if (text_size_ < 0 && text_)
         set_text(text_);
@@ -193,27 +215,25 @@ void St_node::operator delete(void* node, size_t size)
 St_node::~St_node()
 {
     free_text(text);
-    if (!first_child && !next_sibling)
-        return;
-    // Unlink before deleting, so that no destructor below sees a link and recurses.
-    std::vector<St_node*> pending;
-    if (first_child)
-        pending.push_back(first_child);
-    if (next_sibling)
-        pending.push_back(next_sibling);
+    // Both links are trees in the binary sense (first child left, next sibling right). Each is
+    // taken apart by rotating left links into right chains, which needs no stack; every node is
+    // unlinked before it is deleted, so that no destructor below recurses.
+    for (St_node* node : {first_child, next_sibling}) {
+        while (node) {
+            if (St_node* left = node->first_child) {
+                node->first_child = left->next_sibling;
+                left->next_sibling = node;
+                node = left;
+            } else {
+                St_node* right = node->next_sibling;
+                node->next_sibling = nullptr;
+                delete node;
+                node = right;
+            }
+        }
+    }
     first_child = nullptr;
     next_sibling = nullptr;
-    while (!pending.empty()) {
-        St_node* node = pending.back();
-        pending.pop_back();
-        if (node->first_child)
-            pending.push_back(node->first_child);
-        if (node->next_sibling)
-            pending.push_back(node->next_sibling);
-        node->first_child = nullptr;
-        node->next_sibling = nullptr;
-        delete node;
-    }
 }
 
 void St_node::add_children(std::initializer_list<St_node*> children)

@@ -93,9 +93,27 @@ enum Node_kind : int32_t {
 
 constexpr int32_t NODE_KIND_COUNT = 73;
 
-// All nodes of one parse share one file name; a node holds a reference, not a copy.
-using File_name = std::shared_ptr<const std::string>;
+// A node's source file name: a pointer into a table of names that lives as long as the process,
+// so that a node pays one word for it and copying it costs nothing. A program meets few
+// distinct file names. Null is no name.
+class File_name {
+public:
+    File_name() = default;
+    explicit operator bool() const { return name_ != nullptr; }
+    const std::string* get() const { return name_; }
+    const std::string* operator->() const { return name_; }
+    const std::string& operator*() const { return *name_; }
+    // Equal names are one entry of the table, so the pointers tell.
+    bool operator==(const File_name& other) const { return name_ == other.name_; }
+    bool operator!=(const File_name& other) const { return name_ != other.name_; }
 
+private:
+    friend File_name make_file_name(std::string_view name);
+    explicit File_name(const std::string* name) : name_(name) {}
+    const std::string* name_ = nullptr;
+};
+
+// The table's entry for the name, added at its first use. Safe from any thread.
 File_name make_file_name(std::string_view name);
 
 class St_node : public SERIAL::Serializable {
@@ -163,18 +181,19 @@ public:
     // "unknown" for kinds outside the table.
     static const char* kind_name(int32_t kind);
 
-    // Field order is the order of the binary form.
+    // Pointers first and the 32-bit fields together, so that no padding is left: a large
+    // program holds a million nodes. The binary form has an order of its own.
     St_node* first_child = nullptr;
     St_node* next_sibling = nullptr;
-    int32_t kind;
     char* text = nullptr;  // owned; always followed by a zero byte
+    File_name file;
+    void* annotation = nullptr;  // for passes; never owned
+    int32_t kind;
     int32_t text_size = 0;
     int32_t line = -1;
     int32_t column = -1;
     int32_t extra_position = -1;
     int32_t type_index = -1;
-    File_name file;
-    void* annotation = nullptr;  // for passes; never owned
 
 private:
     void add_children(std::initializer_list<St_node*> children);

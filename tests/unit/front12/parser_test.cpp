@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "front12/ovrel_lexer.h"
@@ -275,4 +276,40 @@ TEST(Parser_alternatives, declaration_wins_over_expression_only_when_it_parses)
     EXPECT_EQ(body->child(2)->child(0)->child(0)->text_view(), "foo::bar");
     EXPECT_EQ(body->child(3)->child(0)->kind, NODE_CONSTRUCTOR_CALL_EXPRESSION);
     EXPECT_EQ(body->child(4)->kind, NODE_VARIABLE_DECLARATION);
+}
+
+// Two parses at once on two threads build the same trees as one alone (each thread frees its
+// last tree while the other parses), and a tree built on one thread may be freed on another.
+TEST(Parser_nodes, parses_on_two_threads_at_once_build_the_same_trees)
+{
+    std::string source;
+    for (int i = 0; i < 300; ++i)
+        source += "Scalar helper_" + std::to_string(i) + "(Scalar x, Vector3 v)\n{\n"
+                  "    Scalar s = x * " + std::to_string(i) + ".5 + dot(v, v);\n"
+                  "    if (s > 1.0) { s = s - 1.0; } else { s = s + v.x; }\n"
+                  "    return s * 0.5;\n}\n";
+    Parse_result reference = parse(source);
+    ASSERT_TRUE(reference.tree);
+    ASSERT_TRUE(reference.errors.empty()) << messages(reference.errors);
+    const std::string expected = tree_text(reference.tree.get());
+    reference.tree.reset();
+
+    Parse_result results[2];
+    std::string texts[2];
+    auto work = [&](int thread) {
+        for (int round = 0; round < 3; ++round) {
+            results[thread] = parse(source);
+            texts[thread] = tree_text(results[thread].tree.get());
+            if (texts[thread] != expected)
+                return;
+        }
+    };
+    std::thread first(work, 0);
+    std::thread second(work, 1);
+    first.join();
+    second.join();
+    EXPECT_EQ(texts[0], expected);
+    EXPECT_EQ(texts[1], expected);
+    std::thread([&results] { results[0].tree.reset(); }).join();
+    results[1].tree.reset();
 }

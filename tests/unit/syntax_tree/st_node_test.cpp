@@ -3,6 +3,11 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "syntax_tree/st_node.h"
 #include "syntax_tree/tree_printer.h"
@@ -256,6 +261,110 @@ TEST(St_node_long_chains, million_deep_chain_is_cloned_and_destroyed_without_rec
     EXPECT_EQ(depth, 1000000);
     chain.reset();
     copy.reset();
+}
+
+// Every length around the sizes of the small text blocks: the text, its zero byte and its size
+// survive setting, copying and replacing by a text of another size.
+TEST(St_node_text, texts_of_every_length_near_the_block_sizes)
+{
+    for (size_t length = 0; length <= 40; ++length) {
+        std::string text(length, 'a');
+        for (size_t i = 0; i < length; ++i)
+            text[i] = char('a' + i % 26);
+        St_node node(NODE_STRING_CONSTANT, test_file(), text);
+        ASSERT_EQ(node.text_view(), text) << length;
+        ASSERT_EQ(node.text[length], '\0') << length;
+        std::unique_ptr<St_node> copy(node.clone());
+        node.set_text(std::string(40 - length, 'z'));
+        EXPECT_EQ(copy->text_view(), text) << length;
+        EXPECT_EQ(node.text_view(), std::string(40 - length, 'z')) << length;
+        copy->set_binary_text(text.data(), int32_t(length));
+        EXPECT_EQ(copy->text_size, int32_t(length));
+        if (length > 0) {
+            EXPECT_EQ(std::memcmp(copy->text, text.data(), length), 0) << length;
+        }
+    }
+}
+
+TEST(St_node_file, one_entry_per_name_from_any_thread)
+{
+    File_name first = make_file_name("a.ovl");
+    File_name other;
+    std::thread([&other] { other = make_file_name(std::string("a") + ".ovl"); }).join();
+    EXPECT_EQ(first, other);
+    EXPECT_EQ(first.get(), other.get());
+    EXPECT_EQ(*first, "a.ovl");
+    EXPECT_NE(make_file_name("b.ovl"), first);
+    EXPECT_NE(make_file_name(""), File_name());
+
+    St_node unnamed(NODE_NO_OP, File_name());
+    EXPECT_STREQ(unnamed.file_name(), "");
+    St_node named(NODE_NO_OP, make_file_name("b.ovl"));
+    EXPECT_STREQ(named.file_name(), "b.ovl");
+}
+
+namespace {
+
+// A tree of count nodes in a random shape (any node may have children and siblings) with texts
+// of random lengths; the nodes and the texts of the two pooled sizes (up to 14 bytes, 15 to 30)
+// are collected.
+St_node* random_tree(std::mt19937& random, size_t count, std::set<const void*>& nodes,
+                     std::set<const void*> (&texts)[2])
+{
+    File_name file = test_file();
+    std::vector<St_node*> all;
+    for (size_t i = 0; i < count; ++i) {
+        size_t length = random() % 40;
+        St_node* node = random() % 4 ? new St_node(NODE_VARIABLE_ID, file, std::string(length, 'x'))
+                                     : new St_node(NODE_STATEMENT_BLOCK, file);
+        nodes.insert(node);
+        if (node->text && length <= 30)
+            texts[length > 14].insert(node->text);
+        if (!all.empty()) {
+            St_node* parent = all[random() % all.size()];
+            // The root keeps siblings of its own, freed with it.
+            if (parent == all[0] && random() % 8 == 0) {
+                node->next_sibling = parent->next_sibling;
+                parent->next_sibling = node;
+            } else {
+                parent->add_child(node);
+            }
+        }
+        all.push_back(node);
+    }
+    return all[0];
+}
+
+}  // namespace
+
+// Freeing a tree gives back every node and every pooled text, whatever its shape: the pool hands
+// the freed blocks out again first, so the same number of new nodes and texts take exactly them.
+TEST(St_node_memory, freeing_a_tree_gives_back_every_node_and_text)
+{
+    std::mt19937 random(19);
+    for (size_t count : {1u, 2u, 7u, 300u, 20000u}) {
+        std::set<const void*> nodes;
+        std::set<const void*> texts[2];
+        delete random_tree(random, count, nodes, texts);
+#ifndef VORN_NO_POOLS
+        std::vector<std::unique_ptr<St_node>> again;
+        std::set<const void*> new_nodes;
+        for (size_t i = 0; i < nodes.size(); ++i) {
+            again.emplace_back(new St_node(NODE_NO_OP, test_file()));
+            new_nodes.insert(again.back().get());
+        }
+        EXPECT_EQ(new_nodes, nodes) << count;
+        again.clear();
+        for (int size = 0; size < 2; ++size) {
+            std::set<const void*> new_texts;
+            for (size_t i = 0; i < texts[size].size(); ++i) {
+                again.emplace_back(new St_node(NODE_VARIABLE_ID, test_file(), std::string(size ? 20 : 1, 'y')));
+                new_texts.insert(again.back()->text);
+            }
+            EXPECT_EQ(new_texts, texts[size]) << count << " " << size;
+        }
+#endif
+    }
 }
 
 TEST(Tree_printer, indents_children_and_prints_binary_text_as_bytes)
