@@ -8,7 +8,11 @@ counts the lines it reads), their ratio, and peak memory per source line.
 
 Times are CPU time (user + system) of the child process, so that other load on the machine
 counts less than it would in wall time; runs are paired (vornc, then glslang) and the medians
-are compared. Peak memory is the child's maximum resident set.
+are compared. Each child is started with posix_spawn (no fork of this interpreter, whose
+copy-on-write work before the exec would be counted as the tool's) and reaped with wait4, whose
+CPU time is the tool's alone: the figures match `perf stat -r 30 -e task-clock` on the same
+command to within its noise. Peak memory is the maximum resident set of one more run under
+/usr/bin/time (a process spawned from here would count this interpreter's pages as its peak).
 
     bench/compare.py [--vornc build/vornc] [--sizes 100,1000,10000] [--runs 11] [--keep DIR]
     bench/compare.py --no-examples --sizes "" --chains 1000,4000,16000   # time against size
@@ -81,47 +85,116 @@ def long_parameter_list(count):
 
 
 def import_chain(directory, count):
-    """count files, each importing the next; returns the first."""
-    for i in range(count):
-        text = ""
-        if i + 1 < count:
-            text += "#import <chain_%d.ovl>\n" % (i + 1)
+    """count files, each importing the one before, all imported in order by a first file.
+
+    Imports nest at most 64 levels, so the chain is read from its start: each file's own
+    import is then one already read, and every file is reached once.
+    """
+    for i in range(1, count + 1):
+        text = "#import <chain_%d.ovl>\n" % (i - 1) if i > 1 else ""
         text += "Scalar link_%d(Scalar x)\n{\n    return x * 0.5;\n}\n" % i
         with open(os.path.join(directory, "chain_%d.ovl" % i), "w") as f:
             f.write(text)
+    with open(os.path.join(directory, "chain_0.ovl"), "w") as f:
+        f.write("".join("#import <chain_%d.ovl>\n" % i for i in range(1, count + 1)))
     return os.path.join(directory, "chain_0.ovl")
 
 
+GRAPH_HEAD = ('<root xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" '
+              'xsi:noNamespaceSchemaLocation="schemas/vorn_file_io.xsd">\n'
+              '  <ovrel_code intrinsic_nodes="true"/>\n')
+
+
+def deep_graph(directory, count):
+    """A graph file of count nodes in a line, each adding a value to the one before."""
+    parts = [GRAPH_HEAD]
+    for i in range(count):
+        parts.append('  <node name="n%d" class="Math_Color_Add">\n' % i)
+        if i:
+            parts.append('    <input name="left">\n'
+                         '      <attachment target_name="result" target_node="n%d"/>\n'
+                         '    </input>\n' % (i - 1))
+        parts.append('    <input name="right" value="0.001 0.002 0.003 0"/>\n  </node>\n')
+    parts.append("</root>\n")
+    path = os.path.join(directory, "deep_%d.xovl" % count)
+    with open(path, "w") as f:
+        f.write("".join(parts))
+    return path, "n%d" % (count - 1)
+
+
+def wide_graph(directory, count):
+    """A graph file of count leaf nodes, each feeding one input of a shader of count inputs."""
+    source = ["shader Gather\n{\ninput:\n"]
+    source += ["    Color c%d = Color(0.0, 0.0, 0.0, 1.0);\n" % i for i in range(count)]
+    # One statement per input: a single sum of count terms would nest count levels deep.
+    source.append("output:\n    Color result;\n\n    void main()\n    {\n        result = c0;\n")
+    source += ["        result = result + c%d;\n" % i for i in range(1, count)]
+    source.append("    }\n};\n")
+    with open(os.path.join(directory, "gather_%d.ovl" % count), "w") as f:
+        f.write("".join(source))
+    parts = [GRAPH_HEAD, '  <ovrel_code file_name="gather_%d.ovl"/>\n' % count]
+    for i in range(count):
+        parts.append('  <node name="leaf%d" class="Math_Color_Multiply">\n'
+                     '    <input name="left" value="0.5 0.5 0.5 1"/>\n'
+                     '    <input name="right" value="%d 0 0 1"/>\n  </node>\n' % (i, i))
+    parts.append('  <node name="gather" class="Gather">\n')
+    for i in range(count):
+        parts.append('    <input name="c%d">\n'
+                     '      <attachment target_name="result" target_node="leaf%d"/>\n'
+                     '    </input>\n' % (i, i))
+    parts.append("  </node>\n</root>\n")
+    path = os.path.join(directory, "wide_%d.xovl" % count)
+    with open(path, "w") as f:
+        f.write("".join(parts))
+    return path, "gather"
+
+
 def measure(command, cwd):
-    """CPU seconds and peak resident kilobytes of one whole process."""
-    pid = os.fork()
-    if pid == 0:
-        try:
-            os.chdir(cwd)
-            fd = os.open(os.devnull, os.O_WRONLY)
-            os.dup2(fd, 1)
-            os.dup2(fd, 2)
-            os.execvp(command[0], command)
-        finally:
-            os._exit(127)
+    """CPU seconds of one whole process, and of nothing else.
+
+    The child is made by posix_spawn, which does not copy this interpreter's pages the way a
+    fork does (a forked child pays for that copy-on-write work before its exec, and the cost
+    would land in the tool's figures). posix_spawn has no portable change of directory, so the
+    parent changes its own around the call; the output goes to /dev/null by file actions.
+    """
+    path = shutil.which(command[0])
+    if path is None:
+        raise SystemExit("not found: %s" % command[0])
+    quiet = [(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0),
+             (os.POSIX_SPAWN_OPEN, 2, os.devnull, os.O_WRONLY, 0)]
+    here = os.getcwd()
+    os.chdir(cwd)
+    try:
+        pid = os.posix_spawn(path, command, os.environ, file_actions=quiet)
+    finally:
+        os.chdir(here)
     _, status, usage = os.wait4(pid, 0)
     if os.waitstatus_to_exitcode(status) != 0:
         raise SystemExit("failed: %s (in %s)" % (" ".join(command), cwd))
-    return usage.ru_utime + usage.ru_stime, usage.ru_maxrss
+    return usage.ru_utime + usage.ru_stime
+
+
+def peak_memory(command, cwd):
+    """Peak resident kilobytes of one whole process.
+
+    Not from the spawned child's own rusage: the kernel carries the peak of the address space
+    a process leaves at exec into its figure, and a spawned child leaves this interpreter's.
+    /usr/bin/time starts the tool from its own small process instead.
+    """
+    with tempfile.NamedTemporaryFile("r", suffix=".txt") as report:
+        subprocess.run(["/usr/bin/time", "-f", "%M", "-o", report.name] + command, cwd=cwd, check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        return int(report.read().split()[-1])
 
 
 def paired(first, second, cwd, runs):
-    """Medians of CPU time and of peak memory for two commands run turn about."""
-    a_times, b_times, a_memory, b_memory = [], [], [], []
+    """Medians of CPU time for two commands run turn about, and the peak memory of each."""
+    a_times, b_times = [], []
     for _ in range(runs):
-        t, m = measure(first, cwd)
-        a_times.append(t)
-        a_memory.append(m)
-        t, m = measure(second, cwd)
-        b_times.append(t)
-        b_memory.append(m)
+        a_times.append(measure(first, cwd))
+        b_times.append(measure(second, cwd))
     return (statistics.median(a_times), statistics.median(b_times),
-            statistics.median(a_memory), statistics.median(b_memory))
+            peak_memory(first, cwd), peak_memory(second, cwd))
 
 
 def line_count(*paths):
@@ -175,13 +248,13 @@ def compare_sizes(args, work):
 
 
 def scale_table(args, work):
-    print("Time against size (vornc check, CPU ms, median of %d runs)" % args.runs)
+    print("Time against size (vornc check; graphs: vornc compile --node --target GL; CPU ms, median of %d runs)"
+          % args.runs)
     print("%-20s %7s %10s %9s %12s" % ("shape", "size", "ms", "peak MB", "us per item"))
 
     def row(shape, count, command, cwd):
-        times = [measure(command, cwd) for _ in range(args.runs)]
-        t = statistics.median(x[0] for x in times)
-        m = statistics.median(x[1] for x in times)
+        t = statistics.median(measure(command, cwd) for _ in range(args.runs))
+        m = peak_memory(command, cwd)
         print("%-20s %7d %10.1f %9.1f %12.1f" % (shape, count, t * 1e3, m / 1024, t * 1e6 / count))
 
     shapes = [("shader chain", shader_chain), ("chain reading root", chain_reading_root),
@@ -197,6 +270,12 @@ def scale_table(args, work):
         os.makedirs(directory, exist_ok=True)
         first = import_chain(directory, count)
         row("import chain", count, [args.vornc, "check", first], directory)
+    # Graphs: read the file, link the graph that ends in the node, generate GL.
+    for shape, make in [("deep graph", deep_graph), ("wide graph", wide_graph)]:
+        for count in args.chains:
+            path, node = make(work, count)
+            row(shape, count, [args.vornc, "compile", path, "--node", node, "--target", "GL",
+                               "-o", os.path.join(work, "graph_out")], work)
     print()
 
 
@@ -215,6 +294,8 @@ def main():
     args.chains = [int(x) for x in args.chains.split(",") if x]
     if not os.access(args.vornc, os.X_OK):
         sys.exit("no vornc at %s: build first (scripts/test.sh)" % args.vornc)
+    if not os.access("/usr/bin/time", os.X_OK):
+        sys.exit("no /usr/bin/time: apt-get install time")
     if not shutil.which(args.glslang):
         sys.exit("no %s: apt-get install glslang-tools" % args.glslang)
 
