@@ -1494,8 +1494,9 @@ private:
         St_node* parameters =
             function->find_child(NODE_FUNCTION_DECLARATION)->find_child(NODE_FUNCTION_PARAMETER_LIST);
         std::set<std::string> written = is_main ? std::set<std::string>() : written_names(function);
+        const GRAPH::Parameter_index class_inputs(node_class.inputs);
         for (const Parameter& input : graph_node.inputs)
-            if (find_in(node_class.inputs, input.name()))
+            if (class_inputs.find(input.name()) >= 0)
                 parameters->add_child(function_parameter(input, nullptr));
         for (const St_node* declaration : lent)
             parameters->add_child(lent_parameter(declaration));
@@ -1548,8 +1549,9 @@ private:
             arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
             call->add_child(arguments);
         }
+        const GRAPH::Parameter_index class_inputs(node_class.inputs);
         for (const Parameter& input : graph_node.inputs)
-            if (find_in(node_class.inputs, input.name()))
+            if (class_inputs.find(input.name()) >= 0)
                 arguments->add_child(variable(input.name()));
         for (const St_node* declaration : lent)
             arguments->add_child(variable(declared_name(declaration)));
@@ -1637,9 +1639,10 @@ private:
                                                  output.array_size()));
         St_node* arguments = node(NODE_FUNCTION_CALL_PARAMETERS);
         std::vector<Override> overrides;
+        const GRAPH::Parameter_index class_inputs(node_class.inputs);
         for (const Parameter& input : graph_node.inputs) {
             St_node* value = argument(graph_node, input, owner);
-            if (find_in(node_class.inputs, input.name())) {
+            if (class_inputs.find(input.name()) >= 0) {
                 append(arguments, value);
                 continue;
             }
@@ -1901,9 +1904,10 @@ private:
     static std::vector<const St_node*> lent_inputs(const Shader_declaration& shader, const Graph_node_class& node_class)
     {
         std::vector<const St_node*> lent;
+        const GRAPH::Parameter_index class_inputs(node_class.inputs);
         for (const St_node* declaration : shader.all_inputs()) {
             std::string name = declared_name(declaration);
-            if (!name.empty() && !find_in(node_class.inputs, name.c_str()))
+            if (!name.empty() && class_inputs.find(name.c_str()) < 0)
                 lent.push_back(declaration);
         }
         return lent;

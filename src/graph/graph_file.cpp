@@ -720,6 +720,7 @@ void Xml_graph_library_reader::start_node(const char** attributes)
     }
     skipping_ = false;
     node_ = node_class->create_node(node_name ? node_name : "");
+    indexed_node_ = nullptr;
     if (compound_) {
         compound_->add_inner_node(node_);
         inner_nodes_.emplace(node_->name, node_);
@@ -770,7 +771,8 @@ void Xml_graph_library_reader::start_node_parameter(bool is_input, const char** 
 {
     const char* name = find_attribute(attributes, "name");
     Parameter_list& list = is_input ? node_->inputs : node_->outputs;
-    if (find_parameter(list, name) < 0) {
+    auto& index = node_index(is_input);
+    if (!index.count(name ? name : "")) {
         const Graph_node_class* node_class = node_->node_class();
         const bool of_class = node_class && find_parameter(is_input ? node_class->inputs : node_class->outputs, name) >= 0;
         const char* type_name = find_attribute(attributes, "type");
@@ -784,11 +786,44 @@ void Xml_graph_library_reader::start_node_parameter(bool is_input, const char** 
         if (const char* size = find_attribute(attributes, "array_size"))
             copy->set_array_size(uint32_t(std::strtoul(size, nullptr, 10)));
         list.emplace_back(name, *copy);
+        add_to_node_index(is_input, name);
     }
     parameter_name_ = name ? name : "";
     parameter_open_ = true;
     parameter_is_input_ = is_input;
     parameter_on_interface_ = false;
+    parameter_index_ = -1;
+    find_current_parameter();
+}
+
+Xml_graph_library_reader::Name_index& Xml_graph_library_reader::node_index(bool is_input)
+{
+    Node_index& index = is_input ? node_inputs_ : node_outputs_;
+    const Parameter_list& list = is_input ? node_->inputs : node_->outputs;
+    if (indexed_node_ != node_) {
+        indexed_node_ = node_;
+        node_inputs_ = Node_index();
+        node_outputs_ = Node_index();
+    }
+    // Built on first need, and again should the list have changed other than through this reader.
+    if (index.size != list.size() || (index.names.empty() && !list.empty())) {
+        index = Node_index();
+        for (size_t i = 0; i < list.size(); ++i) {
+            auto placed = index.names.emplace(list[i].name() ? list[i].name() : "", Places{int32_t(i), int32_t(i)});
+            placed.first->second.last = int32_t(i);
+        }
+        index.size = list.size();
+    }
+    return index.names;
+}
+
+void Xml_graph_library_reader::add_to_node_index(bool is_input, const char* name)
+{
+    Node_index& index = is_input ? node_inputs_ : node_outputs_;
+    const int32_t at = int32_t(index.size);
+    auto placed = index.names.emplace(name ? name : "", Places{at, at});
+    placed.first->second.last = at;
+    ++index.size;
 }
 
 void Xml_graph_library_reader::start_compage_parameter(bool is_input, const char** attributes)
@@ -808,9 +843,21 @@ void Xml_graph_library_reader::start_compage_parameter(bool is_input, const char
     parameter_open_ = true;
     parameter_is_input_ = is_input;
     parameter_on_interface_ = true;
+    parameter_index_ = -1;
+    find_current_parameter();
 }
 
 Parameter* Xml_graph_library_reader::current_parameter()
+{
+    if (!parameter_open_ || parameter_index_ < 0)
+        return nullptr;
+    Parameter_list& list = parameter_on_interface_ ? (parameter_is_input_ ? compound_->interface_inputs
+                                                                          : compound_->interface_outputs)
+                                                   : (parameter_is_input_ ? node_->inputs : node_->outputs);
+    return &list[size_t(parameter_index_)];
+}
+
+Parameter* Xml_graph_library_reader::find_current_parameter()
 {
     if (!parameter_open_)
         return nullptr;
@@ -822,9 +869,17 @@ Parameter* Xml_graph_library_reader::current_parameter()
     if (!list)
         return nullptr;
     // The last of the name: an interface parameter added twice is read into the one just made.
+    if (!parameter_on_interface_) {
+        auto& index = node_index(parameter_is_input_);
+        auto found = index.find(parameter_name_);
+        parameter_index_ = found == index.end() ? -1 : found->second.last;
+        return parameter_index_ < 0 ? nullptr : &(*list)[size_t(parameter_index_)];
+    }
     for (size_t i = list->size(); i-- > 0;)
-        if (std::strcmp((*list)[i].name() ? (*list)[i].name() : "", parameter_name_.c_str()) == 0)
+        if (std::strcmp((*list)[i].name() ? (*list)[i].name() : "", parameter_name_.c_str()) == 0) {
+            parameter_index_ = int32_t(i);
             return &(*list)[i];
+        }
     return nullptr;
 }
 
@@ -855,7 +910,19 @@ void Xml_graph_library_reader::start_attachment(const char** attributes)
             return;
         }
     }
-    node_->attach(path.c_str(), target, target_name ? target_name : "");
+    // The wire goes to the first input of the path's head, which the index knows when the
+    // head is the parameter's whole name.
+    Parameter* input = nullptr;
+    if (path_split_index(parameter->name()) < 0) {
+        auto& index = node_index(true);
+        auto found = index.find(parameter->name() ? parameter->name() : "");
+        input = found == index.end() ? nullptr : &node_->inputs[size_t(found->second.first)];
+    } else {
+        std::string head, tail;
+        split_path(path.c_str(), head, tail);
+        input = node_->find_input(head.c_str());
+    }
+    node_->attach(input, path.c_str(), target, target_name ? target_name : "");
 }
 
 Graph_node* Xml_graph_library_reader::find_target(const char* name)

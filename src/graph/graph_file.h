@@ -135,7 +135,19 @@ private:
     Graph_node_class* adopt(Graph_node_class* outside);
     Graph_node* find_target(const char* name);
     const SYNTAX_TREE::Type* find_type(const char* name);
+    struct Places {
+        int32_t first;
+        int32_t last;
+    };
+    using Name_index = std::unordered_map<std::string, Places>;
+    struct Node_index {
+        Name_index names;
+        size_t size = 0;
+    };
     Parameter* current_parameter();
+    Parameter* find_current_parameter();
+    Name_index& node_index(bool is_input);
+    void add_to_node_index(bool is_input, const char* name);
     void* value_root();
 
     Graph_library* library_;
@@ -151,8 +163,15 @@ private:
     Graph_node* node_ = nullptr;
     bool skipping_ = false;
     bool intrinsics_seen_ = false;
-    // The current parameter: by list and name, as adding parameters moves them.
+    // The current parameter: by list and name, as adding parameters moves them; its place in
+    // its list is found once when it opens (nothing is added to a list while one is open).
     std::string parameter_name_;
+    int32_t parameter_index_ = -1;
+    // The first and last place of each name in the current node's inputs and outputs, kept as
+    // this reader adds to them, so that a node of many parameters is read in linear time.
+    const Graph_node* indexed_node_ = nullptr;
+    Node_index node_inputs_;
+    Node_index node_outputs_;
     bool parameter_open_ = false;
     bool parameter_is_input_ = true;
     bool parameter_on_interface_ = false;

@@ -230,7 +230,15 @@ void Graph_node::attach(const char* input_path, Graph_node* target, const char* 
         return;
     std::string head, member;
     split_path(input_path, head, member);
-    Parameter* input = find_input(head.c_str());
+    attach(find_input(head.c_str()), input_path, target, target_path);
+}
+
+void Graph_node::attach(Parameter* input, const char* input_path, Graph_node* target, const char* target_path)
+{
+    if (!input_path || !target_path)
+        return;
+    std::string head, member;
+    split_path(input_path, head, member);
     if (input) {
         input->attachments.push_back(Attachment{member, target, target_path});
         note_target(target);

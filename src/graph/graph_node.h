@@ -49,6 +49,9 @@ public:
     void set_parent(Compage_node_class* parent);
 
     void attach(const char* input_path, Graph_node* target, const char* target_path);
+    // attach, with the input that the head of input_path names already found (or null): a
+    // reader that knows it saves a search of the inputs per wire.
+    void attach(Parameter* input, const char* input_path, Graph_node* target, const char* target_path);
     void detach(const char* path, bool is_input);
     // Detaches every wire of the node, inputs first, telling the observer of each.
     void detach_all();

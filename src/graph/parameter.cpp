@@ -167,5 +167,18 @@ int32_t find_parameter(const Parameter_list& list, const char* name)
     return -1;
 }
 
+Parameter_index::Parameter_index(const Parameter_list& list)
+{
+    first_.reserve(list.size());
+    for (size_t i = 0; i < list.size(); ++i)
+        first_.emplace(std::string_view(list[i].name() ? list[i].name() : ""), int32_t(i));
+}
+
+int32_t Parameter_index::find(const char* name) const
+{
+    auto found = first_.find(std::string_view(name ? name : ""));
+    return found == first_.end() ? -1 : found->second;
+}
+
 }  // namespace GRAPH
 }  // namespace QZ

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "graph/annotation.h"
@@ -79,6 +81,23 @@ void complete_struct_members(SYNTAX_TREE::Type& type, const SYNTAX_TREE::Compila
 
 // Index of the first parameter of the name, or -1; a null name is taken as "".
 int32_t find_parameter(const Parameter_list& list, const char* name);
+
+// find_parameter for many names over one list, each in constant time: a loop over the
+// parameters of one list that looks each up in another would otherwise cost the product of
+// their lengths. Answers for the list as it was made; it must not change meanwhile.
+class Parameter_index {
+public:
+    explicit Parameter_index(const Parameter_list& list);
+    int32_t find(const char* name) const;
+    const Parameter* find_in(const Parameter_list& list, const char* name) const
+    {
+        int32_t index = find(name);
+        return index < 0 ? nullptr : &list[size_t(index)];
+    }
+
+private:
+    std::unordered_map<std::string_view, int32_t> first_;
+};
 
 }  // namespace GRAPH
 }  // namespace QZ

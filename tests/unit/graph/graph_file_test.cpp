@@ -491,3 +491,54 @@ TEST(Graph_file, a_reader_started_on_a_library_shares_its_sources_and_types)
     EXPECT_EQ(second->node_class(), all);
     EXPECT_EQ(library->nodes.size(), 2u);
 }
+
+// The reader finds a node's parameters through an index of their names: whatever the order of
+// the elements, a parameter added by the file, a parameter named twice, or the next node with
+// the same names, each value and wire lands on the parameter the file names.
+TEST(Graph_file, values_and_wires_land_on_the_parameters_named_in_any_order)
+{
+    vorn_test::Log_capture log;
+    std::unique_ptr<Graph_library> library(load_string(R"(<root>
+  <ovrel_code intrinsic_nodes="true"/>
+  <node name="source" class="Math_Scalar_Add"/>
+  <node name="a" class="Math_Scalar_Add">
+    <input name="right" value="2"/>
+    <input name="extra" type="Scalar" value="7">
+      <attachment target_name="result" target_node="source"/>
+    </input>
+    <input name="left" value="1"/>
+    <input name="right" value="3">
+      <attachment target_name="result" target_node="source"/>
+    </input>
+    <output name="result" value="5"/>
+  </node>
+  <node name="b" class="Math_Scalar_Add">
+    <input name="left" value="11"/>
+    <input name="extra" value="8"/>
+  </node>
+</root>)",
+                                                       nullptr, nullptr));
+    ASSERT_TRUE(library);
+    Graph_node* a = library->find_node("a");
+    Graph_node* b = library->find_node("b");
+    ASSERT_TRUE(a && b);
+    ASSERT_EQ(a->inputs.size(), 3u);
+    EXPECT_STREQ(a->inputs[2].name(), "extra");
+    EXPECT_EQ(read_at<float>(*a, "left"), 1.0f);
+    EXPECT_EQ(read_at<float>(*a, "right"), 3.0f);
+    EXPECT_EQ(read_at<float>(*a, "extra"), 7.0f);
+    float result = 0.0f;
+    void* place = a->find_value("result", false);
+    ASSERT_TRUE(place);
+    std::memcpy(&result, place, sizeof result);
+    EXPECT_EQ(result, 5.0f);
+    EXPECT_TRUE(a->inputs[0].attachments.empty());
+    ASSERT_EQ(a->inputs[1].attachments.size(), 1u);
+    ASSERT_EQ(a->inputs[2].attachments.size(), 1u);
+    EXPECT_EQ(a->inputs[2].attachments[0].target_node, library->find_node("source"));
+
+    // The next node starts from its own parameters: "extra" is no input of b's class.
+    EXPECT_EQ(b->inputs.size(), 2u);
+    EXPECT_EQ(read_at<float>(*b, "left"), 11.0f);
+    EXPECT_TRUE(log.contains("Can not find input parameter 'extra'"));
+}
