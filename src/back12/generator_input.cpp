@@ -302,21 +302,44 @@ const St_node* place_root(const St_node* node)
 }
 
 // Whether the parameter at position of some overload of a function is written by it.
-bool writes_argument(const std::multimap<std::string, const St_node*>& functions, const std::string& name,
-                     int32_t position)
-{
-    if ((name == "modf" || name == "sincos") && position > 0)
-        return true;
-    auto range = functions.equal_range(name);
-    for (auto entry = range.first; entry != range.second; ++entry) {
-        const St_node* list = entry->second->find_child(SYNTAX_TREE::NODE_FUNCTION_PARAMETER_LIST);
-        const St_node* parameter = list ? list->child(position) : nullptr;
-        const St_node* qualifier = parameter ? parameter->find_child(SYNTAX_TREE::NODE_PARAMETER_QUALIFIER) : nullptr;
-        if (qualifier && qualifier->text_view() != "in")
-            return true;
+// The parameters of every overload of a function, walked in step with the arguments of a call
+// (a call of many arguments would otherwise cost a walk to each argument's place).
+class Parameter_cursors {
+public:
+    Parameter_cursors(const std::multimap<std::string, const St_node*>& functions, const std::string& name)
+        : always_(name == "modf" || name == "sincos")
+    {
+        auto range = functions.equal_range(name);
+        for (auto entry = range.first; entry != range.second; ++entry) {
+            const St_node* list = entry->second->find_child(SYNTAX_TREE::NODE_FUNCTION_PARAMETER_LIST);
+            cursors_.push_back(list ? list->first_child : nullptr);
+        }
     }
-    return false;
-}
+    // Whether an overload may write the argument at the current place.
+    bool writes() const
+    {
+        if (always_ && position_ > 0)
+            return true;
+        for (const St_node* parameter : cursors_) {
+            const St_node* qualifier =
+                parameter ? parameter->find_child(SYNTAX_TREE::NODE_PARAMETER_QUALIFIER) : nullptr;
+            if (qualifier && qualifier->text_view() != "in")
+                return true;
+        }
+        return false;
+    }
+    void next()
+    {
+        ++position_;
+        for (const St_node*& parameter : cursors_)
+            parameter = parameter ? parameter->next_sibling : nullptr;
+    }
+
+private:
+    bool always_;
+    int32_t position_ = 0;
+    std::vector<const St_node*> cursors_;
+};
 
 }  // namespace
 
@@ -372,11 +395,11 @@ std::set<std::string> written_inputs(const Generator_input& input)
         case SYNTAX_TREE::NODE_FUNCTION_CALL_EXPRESSION: {
             std::string name = local_function_name(node->text_view());
             const St_node* arguments = call_arguments(node);
-            int32_t position = 0;
+            Parameter_cursors parameters(functions, name);
             for (const St_node* argument = arguments ? arguments->first_child : nullptr; argument;
-                 argument = argument->next_sibling, ++position) {
+                 argument = argument->next_sibling, parameters.next()) {
                 const St_node* root = place_root(argument);
-                if (root && writes_argument(functions, name, position))
+                if (root && parameters.writes())
                     written.insert(std::string(root->text_view()));
             }
             break;

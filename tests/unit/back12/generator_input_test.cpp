@@ -218,8 +218,12 @@ TEST(Written_inputs, assignments_increments_and_written_arguments_count_and_shad
     const char* source =
         "void fill(out Scalar x, Scalar y) { x = y; }\n"
         "void bump(inout Int n) { n++; }\n"
+        "void pick(Vector3 x, Scalar y) { }\n"
+        "void pick(Scalar x, out Scalar y) { y = x; }\n"
+        "void three(Scalar p, Scalar q, inout Scalar r) { r = p + q; }\n"
         "shader S {\n"
         "input: Scalar a = 1.0; Vector3 b; Scalar c; Int d; Scalar e; Scalar f; Scalar g; Scalar h;\n"
+        "    Scalar k; Scalar m;\n"
         "output: Color result;\n"
         "    void touch() { h -= 1.0; }\n"
         "    void main() {\n"
@@ -231,6 +235,8 @@ TEST(Written_inputs, assignments_increments_and_written_arguments_count_and_shad
         "        Scalar g = f;\n"
         "        g = 3.0;\n"
         "        touch();\n"
+        "        pick(f, k);\n"
+        "        three(f, f, m);\n"
         "        result = Color(a, c, f, g);\n"
         "    }\n"
         "};\n";
@@ -243,6 +249,7 @@ TEST(Written_inputs, assignments_increments_and_written_arguments_count_and_shad
     COMPILER::Compile_options options;
     ASSERT_TRUE(build_generator_input(unit.get(), options, input));
     // f is only read; g is declared in the body, so the write may be to the local; modf writes
-    // its second argument, not its first.
-    EXPECT_EQ(written_inputs(input), (std::set<std::string>{"a", "b", "c", "d", "h"}));
+    // its second argument, not its first; an argument is written when any overload of the name
+    // writes the parameter at its place.
+    EXPECT_EQ(written_inputs(input), (std::set<std::string>{"a", "b", "c", "d", "h", "k", "m"}));
 }
