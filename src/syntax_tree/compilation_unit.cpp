@@ -71,6 +71,7 @@ Compilation_unit::Compilation_unit(const Compilation_unit& other)
       enum_values_(other.enum_values_),
       own_type_indices_(other.own_type_indices_),
       imports_(other.imports_),
+      import_names_(other.import_names_),
       errors_(other.errors_),
       shaders_linked_(other.shaders_linked_),
       parent_positions_(other.parent_positions_),
@@ -175,6 +176,7 @@ void Compilation_unit::clear_contents()
     own_types_.clear();
     own_type_indices_.clear();
     imports_.clear();
+    import_names_.clear();
     errors_.clear();
     resolution_pending_ = false;
 }
@@ -492,9 +494,8 @@ std::shared_ptr<Compilation_unit> Compilation_unit::import_unit(int32_t index) c
 
 void Compilation_unit::add_import(const std::string& name, std::shared_ptr<Compilation_unit> unit)
 {
-    for (const Import& import : imports_)
-        if (import.name == name)
-            return;
+    if (!import_names_.insert(name).second)
+        return;
     SYSTEM::reserve_for_one_more(imports_);
     imports_.push_back(Import{name, std::move(unit)});
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "db/element.h"
@@ -270,6 +271,8 @@ private:
     SYSTEM::Text_hash_table<int32_t> own_type_indices_{64};
 
     std::vector<Import> imports_;
+    // The names in imports_, so that a unit of many imports adds each in constant time.
+    std::unordered_set<std::string> import_names_;
     Error_list errors_;
     bool shaders_linked_ = false;
     // Set by link_shaders, by position: the positions of each shader's known parents, and
