@@ -1495,15 +1495,15 @@ private:
             function->find_child(NODE_FUNCTION_DECLARATION)->find_child(NODE_FUNCTION_PARAMETER_LIST);
         std::set<std::string> written = is_main ? std::set<std::string>() : written_names(function);
         const GRAPH::Parameter_index class_inputs(node_class.inputs);
+        List_builder list(parameters);
         for (const Parameter& input : graph_node.inputs)
             if (class_inputs.find(input.name()) >= 0)
-                parameters->add_child(function_parameter(input, nullptr));
+                list.add(function_parameter(input, nullptr));
         for (const St_node* declaration : lent)
-            parameters->add_child(lent_parameter(declaration));
-        parameters->add_child(node(NODE_FUNCTION_PARAMETER, "state", {node(NODE_SIMPLE_TYPE_SPECIFIER, "State")}));
+            list.add(lent_parameter(declaration));
+        list.add(node(NODE_FUNCTION_PARAMETER, "state", {node(NODE_SIMPLE_TYPE_SPECIFIER, "State")}));
         for (const Parameter& output : graph_node.outputs)
-            parameters->add_child(
-                function_parameter(output, is_main ? "out" : written.count(output.name()) ? "inout" : nullptr));
+            list.add(function_parameter(output, is_main ? "out" : written.count(output.name()) ? "inout" : nullptr));
     }
 
     // Names that a body may store into: the variable under the left side of an assignment or
@@ -1550,14 +1550,15 @@ private:
             call->add_child(arguments);
         }
         const GRAPH::Parameter_index class_inputs(node_class.inputs);
+        List_builder list(arguments);
         for (const Parameter& input : graph_node.inputs)
             if (class_inputs.find(input.name()) >= 0)
-                arguments->add_child(variable(input.name()));
+                list.add(variable(input.name()));
         for (const St_node* declaration : lent)
-            arguments->add_child(variable(declared_name(declaration)));
-        arguments->add_child(variable("state"));
+            list.add(variable(declared_name(declaration)));
+        list.add(variable("state"));
         for (const Parameter& output : graph_node.outputs)
-            arguments->add_child(variable(output.name()));
+            list.add(variable(output.name()));
     }
 
     template <typename Visit>

@@ -11,6 +11,7 @@ namespace QZ {
 namespace FRONT12 {
 
 using SYNTAX_TREE::Error_list;
+using SYNTAX_TREE::List_builder;
 using SYNTAX_TREE::St_node;
 
 namespace {
@@ -170,34 +171,6 @@ const St_node* too_deep(const St_node* root, int32_t limit)
     }
     return nullptr;
 }
-
-// Appends children at the end of a list in constant time.
-class List_builder {
-public:
-    explicit List_builder(St_node* parent) : parent_(parent)
-    {
-        for (St_node* node = parent->first_child; node; node = node->next_sibling)
-            tail_ = node;
-    }
-
-    void add(Node_ptr child)
-    {
-        if (!child)
-            return;
-        St_node* node = child.release();
-        if (tail_)
-            tail_->next_sibling = node;
-        else
-            parent_->first_child = node;
-        tail_ = node;
-        while (tail_->next_sibling)
-            tail_ = tail_->next_sibling;
-    }
-
-private:
-    St_node* parent_;
-    St_node* tail_ = nullptr;
-};
 
 // ---------------------------------------------------------------------------------------------
 // The tokens seen so far, so that trial parses can look ahead and rewind. Outside trials the

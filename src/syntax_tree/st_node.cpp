@@ -242,6 +242,25 @@ void St_node::add_children(std::initializer_list<St_node*> children)
         add_child(node);
 }
 
+List_builder::List_builder(St_node* parent) : parent_(parent)
+{
+    for (St_node* node = parent->first_child; node; node = node->next_sibling)
+        tail_ = node;
+}
+
+void List_builder::add(St_node* child)
+{
+    if (!child)
+        return;
+    if (tail_)
+        tail_->next_sibling = child;
+    else
+        parent_->first_child = child;
+    tail_ = child;
+    while (tail_->next_sibling)
+        tail_ = tail_->next_sibling;
+}
+
 St_node* St_node::child(int32_t n) const
 {
     if (n < 0)

@@ -200,5 +200,18 @@ private:
     void copy_fields_to(St_node& copy) const;
 };
 
+// Appends children at the end of a node's list in constant time each; add_child walks the list,
+// which makes a long list built one child at a time quadratic. Takes ownership; null is ignored.
+class List_builder {
+public:
+    explicit List_builder(St_node* parent);
+    void add(St_node* child);
+    void add(std::unique_ptr<St_node> child) { add(child.release()); }
+
+private:
+    St_node* parent_;
+    St_node* tail_ = nullptr;
+};
+
 }  // namespace SYNTAX_TREE
 }  // namespace QZ
