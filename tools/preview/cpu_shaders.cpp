@@ -17,7 +17,38 @@ namespace vorn_preview {
 
 namespace {
 
-// Compiled after the shaders. Its structs mirror those below, field for field.
+// What the loop and its caller hand each other, written once: compiled here and, as text, in the
+// loop.
+#define LOOP_TYPES                                                                             \
+    struct Point {                                                                             \
+        VORN_SHADING_POINT_FIELDS                                                              \
+    };                                                                                         \
+    struct Field {                                                                             \
+        const char* name;                                                                      \
+        const void* bytes;                                                                     \
+        unsigned size;                                                                         \
+    };                                                                                         \
+    struct Job {                                                                               \
+        unsigned width;                                                                        \
+        unsigned height;                                                                       \
+        const Point* points;                                                                   \
+        unsigned input_count;                                                                  \
+        const Field* inputs;                                                                   \
+        unsigned output_count;                                                                 \
+        const char* const* outputs;                                                            \
+        const char* colour_output;                                                             \
+        float* colours;                                                                        \
+        unsigned texture_count;                                                                \
+        const float* texture_colour;                                                           \
+    };
+#define TEXT_OF(...) #__VA_ARGS__
+#define EXPANDED_TEXT_OF(...) TEXT_OF(__VA_ARGS__)
+#define LOOP_TYPES_TEXT EXPANDED_TEXT_OF(LOOP_TYPES)
+
+LOOP_TYPES
+static_assert(sizeof(Point) == sizeof(Shading_point), "the loop reads the shading points as they are");
+
+// Compiled after the shaders.
 const char* const shading_loop = R"(
 #include <cstring>
 #include <map>
@@ -28,37 +59,7 @@ namespace vorn_preview_loop {
 
 using namespace QZ::SHADER;
 
-struct Point {
-    float position[3];
-    float normal[3];
-    float tex_coord[4][4];
-    float tangent[3];
-    float binormal[3];
-    float raster[2];
-    float position_dx[3], position_dy[3];
-    float uv_dx[2], uv_dy[2];
-    int covered;
-};
-
-struct Field {
-    const char* name;
-    const void* bytes;
-    unsigned size;
-};
-
-struct Job {
-    unsigned width;
-    unsigned height;
-    const Point* points;
-    unsigned input_count;
-    const Field* inputs;
-    unsigned output_count;
-    const char* const* outputs;
-    const char* colour_output;
-    float* colours;
-    unsigned texture_count;
-    const float* texture_colour;
-};
+)" LOOP_TYPES_TEXT R"(
 
 // Values by name, each with room for any type a parameter has.
 class Block : public Data_block {
@@ -168,29 +169,8 @@ extern "C" DLLEXPORT int vorn_preview_shade(QZ::PLUG::Plugin* (*initializer)(uns
 }
 )";
 
-// The same structs as the loop's.
-struct Loop_field {
-    const char* name;
-    const void* bytes;
-    unsigned size;
-};
-
-struct Loop_job {
-    unsigned width;
-    unsigned height;
-    const Shading_point* points;
-    unsigned input_count;
-    const Loop_field* inputs;
-    unsigned output_count;
-    const char* const* outputs;
-    const char* colour_output;
-    float* colours;
-    unsigned texture_count;
-    const float* texture_colour;
-};
-
 using Initializer = void* (*)(unsigned int, void*);
-using Shade = int (*)(Initializer, const Loop_job*, char*, unsigned);
+using Shade = int (*)(Initializer, const Job*, char*, unsigned);
 
 std::string quoted(const std::string& word)
 {
@@ -322,7 +302,7 @@ bool Cpu_shaders::shade(std::size_t index, const Shader_interface& shader, int w
         return false;
     }
     const std::vector<Shading_point> points = shading_points(shape, width, height);
-    std::vector<Loop_field> inputs;
+    std::vector<Field> inputs;
     unsigned textures = 0;
     for (const Parameter& input : shader.inputs) {
         inputs.push_back({input.name.c_str(), input.bytes.data(), unsigned(input.bytes.size())});
@@ -332,17 +312,17 @@ bool Cpu_shaders::shade(std::size_t index, const Shader_interface& shader, int w
     for (const Parameter& output : shader.outputs)
         outputs.push_back(output.name.c_str());
     std::vector<float> colours(points.size() * 4, 0.0f);
-    Loop_job job{unsigned(width),
-                 unsigned(height),
-                 points.data(),
-                 unsigned(inputs.size()),
-                 inputs.data(),
-                 unsigned(outputs.size()),
-                 outputs.data(),
-                 shader.colour_output.c_str(),
-                 colours.data(),
-                 textures,
-                 texture_colour};
+    Job job{unsigned(width),
+            unsigned(height),
+            reinterpret_cast<const Point*>(points.data()),  // the same fields, from one macro
+            unsigned(inputs.size()),
+            inputs.data(),
+            unsigned(outputs.size()),
+            outputs.data(),
+            shader.colour_output.c_str(),
+            colours.data(),
+            textures,
+            texture_colour};
     char message[256] = "";
     if (loaded_->shade(loaded_->initializers[index], &job, message, sizeof message) != 0) {
         why = message;

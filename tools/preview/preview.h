@@ -27,17 +27,24 @@ enum class Shape { quad, sphere };
 // The state of one pixel, as GL interpolates the vertex stream of the GL pair. On the quad s and t
 // run from 0 at the bottom left to 1 at the top right; on the sphere s runs with the longitude
 // (0.25 to 0.75 across the front half) and t with the latitude (0 at the bottom pole).
+// position: in eye space. normal: as interpolated, not normalised (the fragment main normalises
+// it). tex_coord: unit u is (s, t, 0.25 u, 1). raster: the window position of the pixel's centre.
+// The _dx and _dy fields: changes across one pixel to the right and one up, as GL's derivatives
+// see them. covered: 0 where the shape leaves the pixel empty.
+// A macro, because the CPU loop's text, built beside each shader, declares the same struct.
+#define VORN_SHADING_POINT_FIELDS                                                              \
+    float position[3];                                                                         \
+    float normal[3];                                                                           \
+    float tex_coord[4][4];                                                                     \
+    float tangent[3];                                                                          \
+    float binormal[3];                                                                         \
+    float raster[2];                                                                           \
+    float position_dx[3], position_dy[3];                                                      \
+    float uv_dx[2], uv_dy[2];                                                                  \
+    int covered;
+
 struct Shading_point {
-    float position[3];  // in eye space
-    float normal[3];  // as interpolated, not normalised: the fragment main normalises it
-    float tex_coord[4][4];  // unit u: (s, t, 0.25 u, 1)
-    float tangent[3];
-    float binormal[3];
-    float raster[2];  // the window position of the pixel's centre
-    // Changes across one pixel to the right and one up, as GL's derivatives see them.
-    float position_dx[3], position_dy[3];
-    float uv_dx[2], uv_dy[2];
-    int covered;  // 0 where the shape leaves the pixel empty
+    VORN_SHADING_POINT_FIELDS
 };
 
 // The point at the centre of pixel (x, y) of a width by height picture of the quad.
