@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "back12/generated_shader.h"
@@ -15,6 +13,7 @@
 #include "graph/graph_file.h"
 #include "graph/graph_library.h"
 #include "render_harness.h"
+#include "support/test_support.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/diagnostics.h"
 
@@ -26,14 +25,6 @@ using vorn_render::Rgba;
 namespace {
 
 constexpr int SIZE = 32;
-
-std::string read_text(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // The surface node of the example graph exported with one light, as a GL pair with every
 // uniform set: the surface's values, and the light's colour, intensity and placement.
@@ -73,7 +64,7 @@ struct Lit_phong {
         }
         request.vertex_text = *shader->program_text(0);
         request.fragment_text = *shader->program_text(1);
-        request.extra_fragment_sources.push_back(read_text(VORN_COMPANION_PATH));
+        request.extra_fragment_sources.push_back(vorn_test::read_file(VORN_COMPANION_PATH));
         request.width = request.height = SIZE;
         request.matrices = vorn_render::Matrix_setup::orthographic;
         request.set_float("flip_normal", 0.0f);

@@ -2,15 +2,14 @@
 // say whether the generated pair does what the source says.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "back12/generated_shader.h"
 #include "compiler/mod_compiler.h"
 #include "render_harness.h"
+#include "support/test_support.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/diagnostics.h"
 
@@ -19,14 +18,6 @@ using vorn_render::Render_result;
 using vorn_render::Rgba;
 
 namespace {
-
-std::string read_text(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // A request carrying the generated pair of the source's first shader and the companion.
 Render_request generated_request(const std::string& source)
@@ -53,7 +44,7 @@ Render_request generated_request(const std::string& source)
     }
     request.vertex_text = *shader->program_text(0);
     request.fragment_text = *shader->program_text(1);
-    request.extra_fragment_sources.push_back(read_text(VORN_COMPANION_PATH));
+    request.extra_fragment_sources.push_back(vorn_test::read_file(VORN_COMPANION_PATH));
     return request;
 }
 
@@ -102,7 +93,7 @@ TEST(Generated_render, shading_by_the_normal_gives_a_gradient)
 
 TEST(Generated_render, checker_example_puts_both_colours_in_their_squares)
 {
-    Render_request request = generated_request(read_text(std::string(VORN_SOURCE_DIR) + "/examples/checker.ovl"));
+    Render_request request = generated_request(vorn_test::read_file(std::string(VORN_SOURCE_DIR) + "/examples/checker.ovl"));
     request.width = request.height = 32;
     request.set_vec4("ovl_color_a", 1.0f, 1.0f, 1.0f, 1.0f);
     request.set_vec4("ovl_color_b", 0.0f, 0.0f, 0.0f, 1.0f);
@@ -239,7 +230,7 @@ TEST(Generated_meaning, reserved_names_helper_order_and_written_inputs_together)
     // layer.half = mix(0.1, 0.2) = 0 * 0.2 + 0.5 * (0.1 + 0.1) = 0.1; filter = 0.3 + 0.4;
     // sampler + string = 0.5 + 0.25 + 0.25; shade adds 0.1 to rim_power (1.0) and halves it,
     // so alpha is 0.55 + 2.2, cut to 1.
-    Render_request request = generated_request(read_text(std::string(VORN_TEST_DATA_DIR) + "/gen/clashes.ovl"));
+    Render_request request = generated_request(vorn_test::read_file(std::string(VORN_TEST_DATA_DIR) + "/gen/clashes.ovl"));
     request.set_float("ovl_rim_power", 1.0f);
     request.set_float("ovl_matrix", 0.5f);
     Render_result result = checked_render(request);

@@ -6,22 +6,13 @@
 #include <dirent.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "render_harness.h"
+#include "support/test_support.h"
 
 namespace {
-
-std::string read_text(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 std::vector<std::string> fragments_in(const std::string& directory)
 {
@@ -57,12 +48,12 @@ TEST(GoldenLink, every_gl_golden_pair_links_and_draws_on_mesa)
             fragments.push_back(file);
     ASSERT_GT(fragments.size(), 40u) << "the GL goldens are missing under " << root;
 
-    const std::string companion = read_text(VORN_COMPANION_PATH);
+    const std::string companion = vorn_test::read_file(VORN_COMPANION_PATH);
     std::vector<vorn_render::Render_request> requests;
     for (const std::string& fragment : fragments) {
         vorn_render::Render_request request;
-        request.vertex_text = as_host_compiles(read_text(fragment.substr(0, fragment.size() - 5) + ".vert"));
-        request.fragment_text = as_host_compiles(read_text(fragment));
+        request.vertex_text = as_host_compiles(vorn_test::read_file(fragment.substr(0, fragment.size() - 5) + ".vert"));
+        request.fragment_text = as_host_compiles(vorn_test::read_file(fragment));
         request.extra_fragment_sources.push_back(companion);
         // A light's texts have no main: a surface's program takes them in. Stubs stand in for it.
         if (request.fragment_text.find("void main()") == std::string::npos) {
