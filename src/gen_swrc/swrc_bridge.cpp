@@ -328,28 +328,24 @@ void Swrc_code_generator::print_bridge_constructor()
         const char* evaluator = row ? row->evaluator : "qz_eval_void";
         std::string element = plain_type(parameter.type_index);
         const char* p = parameter.name.c_str();
-        if (type && type->is_struct() && type->is_array()) {
-            std::string hd = renderer_c_type(type);
-            print_as_is("\t\t%s *v_%s = (%s *)qz_eval_void(&args->v_%s);\n", hd.c_str(), p, hd.c_str(), p);
+        if (type && type->is_array()) {
+            // The renderer's array: its values (in the renderer's layout for structs), the first
+            // element's index and the count.
+            const std::string fetched = type->is_struct() ? renderer_c_type(type) : element;
+            print_as_is("\t\t%s *v_%s = (%s *)qz_eval_void(&args->v_%s);\n", fetched.c_str(), p, fetched.c_str(), p);
             print_as_is("\t\tint i_%s = *qz_eval_integer(&args->i_%s);\n", p, p);
             print_as_is("\t\tint n_%s = *qz_eval_integer(&args->n_%s);\n", p, p);
             print_as_is("\t\tovl_%s.set_count(n_%s);\n", p, p);
             print_as_is("\t\tovl_%s.set_data(new %s[n_%s]);\n", p, element.c_str(), p);
             print_as_is("\t\tfor(int i = 0; i < n_%s; i++) {\n", p);
-            print_struct_fetch(type, "ovl_" + parameter.name + "[i]", "v_" + parameter.name + "[i_" + parameter.name + " + i]",
-                               parameter.name, 1, 3);
+            if (type->is_struct())
+                print_struct_fetch(type, "ovl_" + parameter.name + "[i]",
+                                   "v_" + parameter.name + "[i_" + parameter.name + " + i]", parameter.name, 1, 3);
+            else
+                print_as_is("\t\t\tovl_%s[i] = v_%s[i_%s + i];\n", p, p, p);
             print_as_is("\t\t}\n");
         } else if (type && type->is_struct()) {
             print_struct_fetch(type, "ovl_" + parameter.name, "args->v_" + parameter.name, parameter.name, 1, 2);
-        } else if (type && type->is_array()) {
-            print_as_is("\t\t%s *v_%s = (%s *)qz_eval_void(&args->v_%s);\n", element.c_str(), p, element.c_str(), p);
-            print_as_is("\t\tint i_%s = *qz_eval_integer(&args->i_%s);\n", p, p);
-            print_as_is("\t\tint n_%s = *qz_eval_integer(&args->n_%s);\n", p, p);
-            print_as_is("\t\tovl_%s.set_count(n_%s);\n", p, p);
-            print_as_is("\t\tovl_%s.set_data(new %s[n_%s]);\n", p, element.c_str(), p);
-            print_as_is("\t\tfor(int i = 0; i < n_%s; i++) {\n", p);
-            print_as_is("\t\t\tovl_%s[i] = v_%s[i_%s + i];\n", p, p, p);
-            print_as_is("\t\t}\n");
         } else if (type && type->code() == ST::TYPE_STRING) {
             // Each string's tag in a block of its own, so that two strings do not clash.
             print_as_is("\t\t{\n");
