@@ -1,5 +1,7 @@
 #include "syntax_tree/prelude_symbols.h"
 
+#include <functional>
+
 #include "syntax_tree/builtins.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/diagnostics.h"
@@ -21,27 +23,53 @@ Prelude_symbols::Prelude_symbols(const St_node* list) : list_(list)
     if (!list)
         return;
     // The prelude is learnt the way a unit is: its declarations are sorted out by the prepass
-    // and its headers declared by the first sweep, into a unit that is then taken apart. Its
-    // own types follow the built-in ones at the same indices in both.
-    Compilation_unit scratch(builtin_only());
-    Tree_traverser_prepass prepass(scratch);
+    // and its headers declared by the first sweep. Its own types follow the built-in ones at the
+    // same indices in both.
+    scratch_ = std::make_unique<Compilation_unit>(builtin_only());
+    Tree_traverser_prepass prepass(*scratch_);
     prepass.run_read_only(list);
-    Tree_traverser_semantic_pass pass(scratch);
-    pass.declare_only(list);
+    pass_ = std::make_unique<Tree_traverser_semantic_pass>(*scratch_);
+    std::vector<std::pair<std::string, St_node*>> headers;
+    pass_->declare_all_but_functions(list, &headers);
 
-    for (int32_t i = type_count(); i < scratch.type_count(); ++i) {
-        const Type* type = scratch.type_at(i);
+    for (int32_t i = type_count(); i < scratch_->type_count(); ++i) {
+        const Type* type = scratch_->type_at(i);
         types_.emplace_back(type->clone());
         if (type->name())
             index_type(i, Compilation_unit::variant_key(type->name(), type->array_size()));
     }
-    // The pass ends here: its sets are taken whole rather than copied entry by entry.
-    if (auto* sets = pass.global_scope().own_functions())
-        functions_ = std::move(*sets);
-    for (const auto& variable : pass.global_scope().own_variables())
+    // Ids as the sweep deals them: one per header, in list order, none for a repeat.
+    // Signatures are told apart by their hashes; equal hashes are compared in full.
+    std::vector<std::vector<size_t>> hashes;
+    std::string signature;
+    std::string other;
+    for (auto& [name, header] : headers) {
+        int32_t* index = function_indices_.find(name);
+        if (!index) {
+            index = &function_indices_.insert(name);
+            *index = int32_t(functions_.size());
+            functions_.push_back(std::make_unique<Function_name>());
+            hashes.emplace_back();
+        }
+        auto& known = functions_[size_t(*index)]->headers;
+        auto& known_hashes = hashes[size_t(*index)];
+        Tree_traverser_semantic_pass::written_signature(header, signature);
+        size_t hash = std::hash<std::string>()(signature);
+        bool repeat = false;
+        for (size_t i = 0; i < known.size() && !repeat; ++i) {
+            if (known_hashes[i] != hash)
+                continue;
+            Tree_traverser_semantic_pass::written_signature(known[i].first, other);
+            repeat = other == signature;
+        }
+        if (repeat)
+            continue;
+        known.emplace_back(header, next_function_id_++);
+        known_hashes.push_back(hash);
+    }
+    for (const auto& variable : pass_->global_scope().own_variables())
         variables_.emplace_back(std::string(variable.first), variable.second);
-    next_function_id_ = pass.next_function_id();
-    for (const Error_record& error : scratch.errors())
+    for (const Error_record& error : scratch_->errors())
         problems_.push_back(format_error(error, BUILTIN_FILE_NAME));
 }
 
@@ -88,10 +116,33 @@ bool Prelude_symbols::find_variable(std::string_view name, int32_t* type_index) 
     return false;
 }
 
+const Overload_set* Prelude_symbols::find_functions(const std::string& name) const
+{
+    const int32_t* index = function_indices_.find(name);
+    return index ? &learn(*functions_[size_t(*index)]) : nullptr;
+}
+
+const Overload_set& Prelude_symbols::learn(Function_name& function) const
+{
+    if (function.learnt.load(std::memory_order_acquire))
+        return function.set;
+    std::lock_guard<std::mutex> guard(learn_lock_);
+    if (!function.learnt.load(std::memory_order_relaxed)) {
+        function.set.reserve(function.headers.size());
+        for (const auto& [header, id] : function.headers) {
+            function.set.push_back(pass_->foreign_header(header));
+            function.set.back().id = id;
+        }
+        function.learnt.store(true, std::memory_order_release);
+    }
+    return function.set;
+}
+
 size_t Prelude_symbols::function_entry_count() const
 {
     size_t count = 0;
-    functions_.for_each([&count](const std::string&, const Overload_set& set) { count += set.size(); });
+    for (const auto& function : functions_)
+        count += learn(*function).size();
     return count;
 }
 

@@ -1,10 +1,14 @@
 // What the semantic pass learns from the prelude, learnt once: the types the prelude declares,
 // its functions by name with their overload sets, its global variables. Every unit's type
 // table starts with these types, so the sets hold the same indices in all units.
+// A program calls a few dozen of the prelude's some 850 functions, so an overload set is
+// learnt when its name is first asked for; the ids are dealt out in advance, in list order.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -15,7 +19,9 @@
 namespace QZ {
 namespace SYNTAX_TREE {
 
+class Compilation_unit;
 class St_node;
+class Tree_traverser_semantic_pass;
 
 class Prelude_symbols {
 public:
@@ -37,10 +43,12 @@ public:
     // By the unit's variant key (name, or name and array size).
     int32_t lookup_type(const std::string& key) const;
 
-    const Overload_set* find_functions(const std::string& name) const { return functions_.find(name); }
+    // Safe from any thread.
+    const Overload_set* find_functions(const std::string& name) const;
     bool find_variable(std::string_view name, int32_t* type_index) const;
     // Function ids of a unit continue from here.
     int32_t next_function_id() const { return next_function_id_; }
+    // Learns every set.
     size_t function_entry_count() const;
 
     // Diagnostics that the prelude's own passes raised; a sound prelude has none.
@@ -52,10 +60,25 @@ private:
     void add_builtin_types();
     void index_type(int32_t index, const std::string& key);
 
+    // The headers of one name that are functions of their own (a repeat is left out), each
+    // with its id; the set is made from them at the first lookup.
+    struct Function_name {
+        std::vector<std::pair<St_node*, int32_t>> headers;
+        std::atomic<bool> learnt{false};
+        Overload_set set;
+    };
+    const Overload_set& learn(Function_name& function) const;
+
     const St_node* list_ = nullptr;
     std::vector<std::unique_ptr<Type>> types_;
     SYSTEM::Text_hash_table<int32_t> type_indices_{128};
-    SYSTEM::Text_hash_table<Overload_set> functions_{512};
+    SYSTEM::Text_hash_table<int32_t> function_indices_{512};
+    std::vector<std::unique_ptr<Function_name>> functions_;
+    // The unit the prelude's types were resolved in and the pass that resolved them, kept to
+    // learn the headers later; used under learn_lock_.
+    std::unique_ptr<Compilation_unit> scratch_;
+    std::unique_ptr<Tree_traverser_semantic_pass> pass_;
+    mutable std::mutex learn_lock_;
     std::vector<std::pair<std::string, int32_t>> variables_;
     int32_t next_function_id_ = 0;
     std::vector<std::string> problems_;

@@ -103,6 +103,24 @@ bool is_method_declarator(const St_node* declaration)
     return declarator && declarator->child_count() > 1;
 }
 
+// The FUNCTION_DECLARATION by which a list entry declares a function: a prototype, or the
+// header of a definition that is not a method. Null for anything else.
+St_node* function_header(St_node* node)
+{
+    if (node->kind == NODE_FUNCTION_DECLARATION)
+        return node;
+    if (node->kind != NODE_FUNCTION_DEFINITION)
+        return nullptr;
+    St_node* declaration = node->find_child(NODE_FUNCTION_DECLARATION);
+    return is_method_declarator(declaration) ? nullptr : declaration;
+}
+
+bool is_by_reference(const St_node& parameter)
+{
+    const St_node* qualifier = parameter.find_child(NODE_PARAMETER_QUALIFIER);
+    return qualifier && (qualifier->text_view() == "out" || qualifier->text_view() == "inout");
+}
+
 int32_t reference_index(const St_node& node)
 {
     if (node.text_size != 4 || !node.text)
@@ -192,15 +210,10 @@ void Tree_traverser_semantic_pass::declare_list(const St_node* list, bool foreig
     for (St_node* node = list->first_child; node; node = node->next_sibling) {
         if (!foreign && !sorted.count(node))
             continue;
-        if (node->kind == NODE_VARIABLE_DECLARATION) {
+        if (node->kind == NODE_VARIABLE_DECLARATION)
             declare_global_variables(node, foreign);
-        } else if (node->kind == NODE_FUNCTION_DECLARATION) {
-            declare_function_header(node, declarator_name(node, false), foreign);
-        } else if (node->kind == NODE_FUNCTION_DEFINITION) {
-            St_node* declaration = node->find_child(NODE_FUNCTION_DECLARATION);
-            if (!is_method_declarator(declaration))
-                declare_function_header(declaration, declarator_name(declaration, false), foreign);
-        }
+        else if (St_node* header = function_header(node))
+            declare_function_header(header, declarator_name(header, false), foreign);
     }
 }
 
@@ -213,6 +226,60 @@ void Tree_traverser_semantic_pass::declare_import(const Compilation_unit& import
         St_node* declaration =
             function->kind == NODE_FUNCTION_DEFINITION ? function->find_child(NODE_FUNCTION_DECLARATION) : function;
         declare_function_header(declaration, declarator_name(declaration, false), true);
+    }
+}
+
+void Tree_traverser_semantic_pass::declare_all_but_functions(const St_node* list,
+                                                             std::vector<std::pair<std::string, St_node*>>* headers)
+{
+    mode_ = MODE_DECLARATIONS;
+    ++foreign_;
+    for (St_node* node = list ? list->first_child : nullptr; node; node = node->next_sibling) {
+        if (node->kind == NODE_VARIABLE_DECLARATION) {
+            declare_global_variables(node, true);
+            continue;
+        }
+        St_node* header = function_header(node);
+        if (!header)
+            continue;
+        headers->emplace_back(declarator_name(header, false), header);
+        // Only an array parameter can make a type: a header's other types are all known.
+        const St_node* parameters = header->find_child(NODE_FUNCTION_PARAMETER_LIST);
+        for (St_node* p = parameters ? parameters->first_child : nullptr; p; p = p->next_sibling) {
+            if (p->kind != NODE_FUNCTION_PARAMETER || !p->find_child(NODE_ARRAY_SPECIFIER))
+                continue;
+            if (St_node* specifier = type_specifier_child(*p))
+                resolve_type(specifier, declared_array_size(*p, nullptr), true);
+        }
+    }
+    --foreign_;
+    enter_named_types();
+}
+
+Overload_entry Tree_traverser_semantic_pass::foreign_header(St_node* declaration)
+{
+    ++foreign_;
+    Overload_entry entry = header_entry(declaration);
+    --foreign_;
+    return entry;
+}
+
+void Tree_traverser_semantic_pass::written_signature(const St_node* header, std::string& signature)
+{
+    signature.clear();
+    const St_node* parameters = header->find_child(NODE_FUNCTION_PARAMETER_LIST);
+    for (const St_node* p = parameters ? parameters->first_child : nullptr; p; p = p->next_sibling) {
+        if (p->kind != NODE_FUNCTION_PARAMETER)
+            continue;
+        if (is_by_reference(*p))
+            signature += '&';
+        const St_node* type = type_specifier_child(*p);
+        const St_node* part = type && type->kind == NODE_NESTED_TYPE_SPECIFIER ? type->first_child : type;
+        for (; part; part = part == type ? nullptr : part->next_sibling)
+            signature.append(part->text_view()).append(part != type && part->next_sibling ? "::" : "");
+        if (p->find_child(NODE_ARRAY_SPECIFIER))
+            signature.append("[").append(std::to_string(declared_array_size(*p, nullptr))).append("]");
+        signature += ',';
     }
 }
 
@@ -459,6 +526,24 @@ void Tree_traverser_semantic_pass::declare_function_header(St_node* declaration,
         return;
     if (foreign)
         ++foreign_;
+    Overload_entry entry = header_entry(declaration);
+    if (foreign)
+        --foreign_;
+
+    // A prototype and its definition, or a declaration repeated, are one function: a second
+    // entry would make every converted call ambiguous.
+    Overload_candidates existing = scope_->candidates(name);
+    for (const Overload_set* part : existing.parts)
+        if (part)
+            for (const Overload_entry& other : *part)
+                if (same_signature(other, entry))
+                    return;
+    entry.id = next_function_id_++;
+    scope_->function_set(name).push_back(std::move(entry));
+}
+
+Overload_entry Tree_traverser_semantic_pass::header_entry(St_node* declaration)
+{
     Overload_entry entry;
     entry.declaration = declaration;
     St_node* result = type_specifier_child(*declaration);
@@ -479,24 +564,10 @@ void Tree_traverser_semantic_pass::declare_function_header(St_node* declaration,
         St_node* specifier = type_specifier_child(*parameter);
         int32_t type = specifier ? resolve_type(specifier, array_size, true) : -1;
         set_type(parameter, type);
-        const St_node* qualifier = parameter->find_child(NODE_PARAMETER_QUALIFIER);
-        bool by_reference = qualifier && (qualifier->text_view() == "out" || qualifier->text_view() == "inout");
         entry.parameter_types.push_back(type);
-        entry.by_reference.push_back(by_reference ? 1 : 0);
+        entry.by_reference.push_back(is_by_reference(*parameter) ? 1 : 0);
     }
-    if (foreign)
-        --foreign_;
-
-    // A prototype and its definition, or a declaration repeated, are one function: a second
-    // entry would make every converted call ambiguous.
-    Overload_candidates existing = scope_->candidates(name);
-    for (const Overload_set* part : existing.parts)
-        if (part)
-            for (const Overload_entry& other : *part)
-                if (same_signature(other, entry))
-                    return;
-    entry.id = next_function_id_++;
-    scope_->function_set(name).push_back(std::move(entry));
+    return entry;
 }
 
 void Tree_traverser_semantic_pass::walk_function(St_node* definition)

@@ -36,6 +36,16 @@ public:
     // Sweep 1 alone over list, which is only read and whose faults are not reported, then the
     // unit's named types enter its type table. This is how a prelude's symbols are learnt.
     void declare_only(const St_node* list);
+    // The same sweep without the function headers, which are learnt one name at a time when
+    // first called: headers gets each header of list (a declaration, or a definition's that is
+    // not a method) with its name, in list order. The array types their parameters name are made
+    // in that order all the same, so that every type has the index the whole sweep gives it.
+    void declare_all_but_functions(const St_node* list, std::vector<std::pair<std::string, St_node*>>* headers);
+    // The record of a header of a foreign list, with id 0; declares nothing.
+    Overload_entry foreign_header(St_node* declaration);
+    // The parameters' types, array sizes and reference marks as written: for the prelude, whose
+    // types are unambiguous by name, two headers of a name with the same text are one function.
+    static void written_signature(const St_node* header, std::string& signature);
     Scope& global_scope() { return *global_; }
     int32_t next_function_id() const { return next_function_id_; }
 
@@ -120,6 +130,7 @@ private:
     int32_t name_type(int32_t base, const St_node& name);
     void check_initializers(St_node* declaration);
     void declare_function_header(St_node* declaration, const std::string& name, bool foreign);
+    Overload_entry header_entry(St_node* declaration);
     void walk_function(St_node* definition);
     void declare_state_variables();
 

@@ -2,8 +2,11 @@
 // declaration sweep over the same list gives, entry for entry.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "front12/ovrel_parser.h"
 #include "syntax_tree/builtins.h"
@@ -23,7 +26,8 @@ TEST(Prelude_symbols, the_learnt_overload_sets_are_those_of_a_declaration_sweep)
         "Vector4 illumination(Scalar dot_nl,Scalar dot_nh,Scalar exponent);\n"
         "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"
         "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"  // repeated: one entry
-        "void mark(out Scalar x);\nvoid mark(Scalar x);\nvoid mark(Int x);\nvoid mark(Scalar x, Scalar y);\n",
+        "void mark(out Scalar x);\nvoid mark(Scalar x);\nvoid mark(Int x);\nvoid mark(Scalar x, Scalar y);\n"
+        "Int count(Int v[3]);\nvoid split(Vector3 v, out Scalar x, inout Scalar y[2]);\nInt count(Scalar v[4]);\n",
         "stdlib.ovl");
     std::unique_ptr<St_node> list = std::move(parsed.tree);
     append_builtin_declarations(list.get());
@@ -37,6 +41,18 @@ TEST(Prelude_symbols, the_learnt_overload_sets_are_those_of_a_declaration_sweep)
     pass.declare_only(list.get());
     const auto* reference = pass.global_scope().own_functions();
     ASSERT_NE(reference, nullptr);
+
+    // Sets are learnt in the order they are asked for, not in list order: the array types their
+    // headers name must still have the indices of the sweep and be in the table.
+    const Overload_set* count = symbols.find_functions("count");
+    ASSERT_NE(count, nullptr);
+    ASSERT_EQ(count->size(), 2u);
+    for (const Overload_entry& entry : *count) {
+        ASSERT_EQ(entry.parameter_types.size(), 1u);
+        EXPECT_NE(symbols.type_at(entry.parameter_types[0]), nullptr);
+        EXPECT_EQ(symbols.type_at(entry.parameter_types[0])->array_size(), entry.id == (*count)[0].id ? 3u : 4u);
+    }
+    EXPECT_EQ(symbols.type_count(), scratch.type_count());
 
     size_t entries = 0;
     size_t names = 0;
@@ -78,6 +94,44 @@ TEST(Prelude_symbols, the_learnt_overload_sets_are_those_of_a_declaration_sweep)
     EXPECT_EQ((*mark)[3].parameter_types.size(), 2u);
     EXPECT_EQ((*mark)[1].id + 1, (*mark)[2].id);
     EXPECT_EQ(symbols.find_functions("no_such_function"), nullptr);
+}
+
+// Units on several threads share one prelude: the first lookups of a name may meet.
+TEST(Prelude_symbols, sets_learnt_by_threads_at_once_are_each_learnt_once)
+{
+    std::unique_ptr<St_node> list(new St_node(NODE_DECLARATION_LIST, make_file_name("stdlib.ovl")));
+    append_builtin_declarations(list.get());
+    Compilation_unit scratch(Prelude_symbols::builtin_only());
+    Tree_traverser_prepass(scratch).run_read_only(list.get());
+    Tree_traverser_semantic_pass pass(scratch);
+    pass.declare_only(list.get());
+    std::vector<std::string> names;
+    pass.global_scope().own_functions()->for_each(
+        [&names](const std::string& name, const Overload_set&) { names.push_back(name); });
+
+    Prelude_symbols symbols(list.get());
+    std::vector<std::vector<const Overload_set*>> seen(4);
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < seen.size(); ++t) {
+        threads.emplace_back([&, t] {
+            std::vector<std::string> order = names;
+            if (t % 2)
+                std::reverse(order.begin(), order.end());
+            for (const std::string& name : order)
+                seen[t].push_back(symbols.find_functions(name));
+            if (t % 2)
+                std::reverse(seen[t].begin(), seen[t].end());
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    for (size_t i = 0; i < names.size(); ++i) {
+        const Overload_set* set = symbols.find_functions(names[i]);
+        ASSERT_NE(set, nullptr) << names[i];
+        EXPECT_EQ(set->size(), pass.global_scope().own_functions()->find(names[i])->size()) << names[i];
+        for (const auto& thread_seen : seen)
+            EXPECT_EQ(thread_seen[i], set) << names[i];
+    }
 }
 
 }  // namespace
