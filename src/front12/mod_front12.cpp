@@ -177,7 +177,7 @@ void Mod_front12::load_prelude()
         LOG::mod_log->error(SYSTEM::MODULE_CF12, LOG::CAT_PLUG, 0, "Could not read stdlib.ovl");
         return;
     }
-    SYNTAX_TREE::append_builtin_declarations(prelude_.get());
+    SYNTAX_TREE::append_builtin_types(prelude_.get());
 }
 
 void Mod_front12::end_compile()

@@ -3,6 +3,7 @@
 #include <set>
 #include <string_view>
 
+#include "syntax_tree/scope.h"
 #include "syntax_tree/type.h"
 
 namespace QZ {
@@ -596,7 +597,9 @@ St_node* struct_node(const Builtin_declaration& declaration, const File_name& fi
 
 class Table_reader {
 public:
+    explicit Table_reader(size_t at = 0) : next_(at) {}
     bool at_end() const { return next_ >= std::size(builtin_codes); }
+    size_t position() const { return next_; }
 
     // The parameter or member count of the next entry.
     unsigned head(bool* is_struct)
@@ -733,9 +736,10 @@ std::vector<St_node*> make_builtin_nodes()
     return nodes;
 }
 
-void append_builtin_declarations(St_node* declaration_list)
+namespace {
+
+void append_nodes(St_node* declaration_list, const std::vector<St_node*>& nodes)
 {
-    std::vector<St_node*> nodes = make_builtin_nodes();
     if (!declaration_list || nodes.empty()) {
         for (St_node* node : nodes)
             delete node;
@@ -748,6 +752,69 @@ void append_builtin_declarations(St_node* declaration_list)
     while (*tail)
         tail = &(*tail)->next_sibling;
     *tail = nodes.front();
+}
+
+}  // namespace
+
+void append_builtin_declarations(St_node* declaration_list)
+{
+    append_nodes(declaration_list, make_builtin_nodes());
+}
+
+void append_builtin_types(St_node* declaration_list)
+{
+    File_name file = make_file_name(BUILTIN_FILE_NAME);
+    std::vector<St_node*> nodes;
+    for (Table_reader table; !table.at_end();) {
+        bool is_struct = false;
+        unsigned count = table.head(&is_struct);
+        if (is_struct)
+            nodes.push_back(table_struct_node(table, count, file));
+        else
+            table = Table_reader(table.position() + 2 + 3 * count);
+    }
+    append_nodes(declaration_list, nodes);
+}
+
+std::vector<Builtin_function> builtin_functions()
+{
+    std::vector<Builtin_function> functions;
+    functions.reserve(1024);
+    for (Table_reader table; !table.at_end();) {
+        uint32_t at = uint32_t(table.position());
+        bool is_struct = false;
+        unsigned count = table.head(&is_struct);
+        table.word();
+        const char* name = table.word();
+        if (!is_struct)
+            functions.push_back({name, at});
+        table = Table_reader(table.position() + 3 * count);
+    }
+    return functions;
+}
+
+St_node* make_builtin_function_node(uint32_t at, const File_name& file)
+{
+    Table_reader table(at);
+    bool is_struct = false;
+    unsigned count = table.head(&is_struct);
+    return is_struct ? nullptr : table_function_node(table, count, file);
+}
+
+void builtin_written_signature(uint32_t at, std::string& signature)
+{
+    signature.clear();
+    Table_reader table(at);
+    bool is_struct = false;
+    unsigned count = table.head(&is_struct);
+    table.word();
+    table.word();
+    for (unsigned i = 0; i < count; ++i) {
+        std::string_view qualifier = table.word();
+        std::string_view type = table.word();
+        table.word();
+        append_written_parameter(signature, qualifier == "out" || qualifier == "inout", type, nullptr);
+    }
 }
 
 }  // namespace SYNTAX_TREE

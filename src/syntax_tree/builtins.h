@@ -3,6 +3,7 @@
 // are appended to the prelude's DECLARATION_LIST.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,21 @@ std::vector<St_node*> make_builtin_nodes();
 
 // Appends the trees to the children of a DECLARATION_LIST.
 void append_builtin_declarations(St_node* declaration_list);
+
+// The struct types' trees alone, appended the same way: a program calls few of the some 840
+// built-in functions, whose trees are made from the table when first needed.
+void append_builtin_types(St_node* declaration_list);
+
+// A built-in function of the table, in table order: its name and where its entry starts.
+struct Builtin_function {
+    const char* name;
+    uint32_t at;
+};
+std::vector<Builtin_function> builtin_functions();
+// The function's tree, as make_builtin_nodes makes it.
+St_node* make_builtin_function_node(uint32_t at, const File_name& file);
+// Its parameters in written form (see append_written_parameter), as the tree would give them.
+void builtin_written_signature(uint32_t at, std::string& signature);
 
 }  // namespace SYNTAX_TREE
 }  // namespace QZ

@@ -39,34 +39,17 @@ Prelude_symbols::Prelude_symbols(const St_node* list) : list_(list)
             index_type(i, Compilation_unit::variant_key(type->name(), type->array_size()));
     }
     // Ids as the sweep deals them: one per header, in list order, none for a repeat.
-    // Signatures are told apart by their hashes; equal hashes are compared in full.
-    std::vector<std::vector<size_t>> hashes;
     std::string signature;
-    std::string other;
     for (auto& [name, header] : headers) {
-        int32_t* index = function_indices_.find(name);
-        if (!index) {
-            index = &function_indices_.insert(name);
-            *index = int32_t(functions_.size());
-            functions_.push_back(std::make_unique<Function_name>());
-            hashes.emplace_back();
-        }
-        auto& known = functions_[size_t(*index)]->headers;
-        auto& known_hashes = hashes[size_t(*index)];
         Tree_traverser_semantic_pass::written_signature(header, signature);
-        size_t hash = std::hash<std::string>()(signature);
-        bool repeat = false;
-        for (size_t i = 0; i < known.size() && !repeat; ++i) {
-            if (known_hashes[i] != hash)
-                continue;
-            Tree_traverser_semantic_pass::written_signature(known[i].first, other);
-            repeat = other == signature;
-        }
-        if (repeat)
-            continue;
-        known.emplace_back(header, next_function_id_++);
-        known_hashes.push_back(hash);
+        add_header(name, Header{header, 0, 0}, signature);
     }
+    for (const Builtin_function& function : builtin_functions()) {
+        builtin_written_signature(function.at, signature);
+        add_header(function.name, Header{nullptr, function.at, 0}, signature);
+    }
+    signature_hashes_.clear();
+    signature_hashes_.shrink_to_fit();
     for (const auto& variable : pass_->global_scope().own_variables())
         variables_.emplace_back(std::string(variable.first), variable.second);
     for (const Error_record& error : scratch_->errors())
@@ -74,6 +57,35 @@ Prelude_symbols::Prelude_symbols(const St_node* list) : list_(list)
 }
 
 Prelude_symbols::~Prelude_symbols() = default;
+
+void Prelude_symbols::add_header(const std::string& name, const Header& header, const std::string& signature)
+{
+    int32_t* index = function_indices_.find(name);
+    if (!index) {
+        index = &function_indices_.insert(name);
+        *index = int32_t(functions_.size());
+        functions_.push_back(std::make_unique<Function_name>());
+        signature_hashes_.emplace_back();
+    }
+    // Signatures are told apart by their hashes; equal hashes are compared in full.
+    auto& known = functions_[size_t(*index)]->headers;
+    auto& hashes = signature_hashes_[size_t(*index)];
+    size_t hash = std::hash<std::string>()(signature);
+    std::string other;
+    for (size_t i = 0; i < known.size(); ++i) {
+        if (hashes[i] != hash)
+            continue;
+        if (known[i].declaration)
+            Tree_traverser_semantic_pass::written_signature(known[i].declaration, other);
+        else
+            builtin_written_signature(known[i].builtin_at, other);
+        if (other == signature)
+            return;
+    }
+    known.push_back(header);
+    known.back().id = next_function_id_++;
+    hashes.push_back(hash);
+}
 
 std::shared_ptr<const Prelude_symbols> Prelude_symbols::builtin_only()
 {
@@ -129,9 +141,13 @@ const Overload_set& Prelude_symbols::learn(Function_name& function) const
     std::lock_guard<std::mutex> guard(learn_lock_);
     if (!function.learnt.load(std::memory_order_relaxed)) {
         function.set.reserve(function.headers.size());
-        for (const auto& [header, id] : function.headers) {
-            function.set.push_back(pass_->foreign_header(header));
-            function.set.back().id = id;
+        for (Header& header : function.headers) {
+            if (!header.declaration) {
+                builtin_trees_.emplace_back(make_builtin_function_node(header.builtin_at, make_file_name(BUILTIN_FILE_NAME)));
+                header.declaration = builtin_trees_.back().get();
+            }
+            function.set.push_back(pass_->foreign_header(header.declaration));
+            function.set.back().id = header.id;
         }
         function.learnt.store(true, std::memory_order_release);
     }

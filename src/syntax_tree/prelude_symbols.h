@@ -26,7 +26,10 @@ class Tree_traverser_semantic_pass;
 class Prelude_symbols {
 public:
     // Reads list (a DECLARATION_LIST, may be null) and changes nothing in it. The list must
-    // outlive the object: entries point to its declarations.
+    // outlive the object: entries point to its declarations. The built-in functions follow the
+    // list's own headers, their trees made from the table when their name is first asked for;
+    // a list that holds them already (append_builtin_declarations) gives the same sets. The
+    // list holds the built-in types (append_builtin_types) that they name.
     explicit Prelude_symbols(const St_node* list);
     ~Prelude_symbols();
 
@@ -60,13 +63,20 @@ private:
     void add_builtin_types();
     void index_type(int32_t index, const std::string& key);
 
-    // The headers of one name that are functions of their own (a repeat is left out), each
-    // with its id; the set is made from them at the first lookup.
+    // A header of the list, or a built-in function whose tree is not made yet.
+    struct Header {
+        St_node* declaration;
+        uint32_t builtin_at;
+        int32_t id;
+    };
+    // The headers of one name that are functions of their own (a repeat is left out); the set
+    // is made from them at the first lookup.
     struct Function_name {
-        std::vector<std::pair<St_node*, int32_t>> headers;
+        std::vector<Header> headers;
         std::atomic<bool> learnt{false};
         Overload_set set;
     };
+    void add_header(const std::string& name, const Header& header, const std::string& signature);
     const Overload_set& learn(Function_name& function) const;
 
     const St_node* list_ = nullptr;
@@ -79,6 +89,9 @@ private:
     std::unique_ptr<Compilation_unit> scratch_;
     std::unique_ptr<Tree_traverser_semantic_pass> pass_;
     mutable std::mutex learn_lock_;
+    mutable std::vector<std::unique_ptr<St_node>> builtin_trees_;
+    // While the headers are read: each name's signatures, by hash.
+    std::vector<std::vector<size_t>> signature_hashes_;
     std::vector<std::pair<std::string, int32_t>> variables_;
     int32_t next_function_id_ = 0;
     std::vector<std::string> problems_;

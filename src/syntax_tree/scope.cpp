@@ -8,6 +8,17 @@ namespace SYNTAX_TREE {
 
 Scope::Scope(Scope* parent, const Prelude_symbols* base) : parent_(parent), base_(base) {}
 
+void append_written_parameter(std::string& signature, bool by_reference, std::string_view type,
+                              const uint32_t* array_size)
+{
+    if (by_reference)
+        signature += '&';
+    signature += type;
+    if (array_size)
+        signature.append("[").append(std::to_string(*array_size)).append("]");
+    signature += ',';
+}
+
 void Scope::reset(Scope* parent)
 {
     parent_ = parent;

@@ -31,6 +31,12 @@ struct Overload_entry {
 
 using Overload_set = std::vector<Overload_entry>;
 
+// One parameter of a header in written form: a reference mark, the type's name, the array
+// size when it has one. The prelude's types are unambiguous by name, so two of its headers of
+// one name whose parameters read alike are one function.
+void append_written_parameter(std::string& signature, bool by_reference, std::string_view type,
+                              const uint32_t* array_size);
+
 // The entries of one name in one scope: the global scope's own entries follow the prelude's.
 struct Overload_candidates {
     const Overload_set* parts[2] = {nullptr, nullptr};

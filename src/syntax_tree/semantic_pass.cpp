@@ -271,15 +271,10 @@ void Tree_traverser_semantic_pass::written_signature(const St_node* header, std:
     for (const St_node* p = parameters ? parameters->first_child : nullptr; p; p = p->next_sibling) {
         if (p->kind != NODE_FUNCTION_PARAMETER)
             continue;
-        if (is_by_reference(*p))
-            signature += '&';
         const St_node* type = type_specifier_child(*p);
-        const St_node* part = type && type->kind == NODE_NESTED_TYPE_SPECIFIER ? type->first_child : type;
-        for (; part; part = part == type ? nullptr : part->next_sibling)
-            signature.append(part->text_view()).append(part != type && part->next_sibling ? "::" : "");
-        if (p->find_child(NODE_ARRAY_SPECIFIER))
-            signature.append("[").append(std::to_string(declared_array_size(*p, nullptr))).append("]");
-        signature += ',';
+        uint32_t array_size = declared_array_size(*p, nullptr);
+        append_written_parameter(signature, is_by_reference(*p), type ? type_specifier_name(*type) : std::string(),
+                                 p->find_child(NODE_ARRAY_SPECIFIER) ? &array_size : nullptr);
     }
 }
 

@@ -43,8 +43,7 @@ public:
     void declare_all_but_functions(const St_node* list, std::vector<std::pair<std::string, St_node*>>* headers);
     // The record of a header of a foreign list, with id 0; declares nothing.
     Overload_entry foreign_header(St_node* declaration);
-    // The parameters' types, array sizes and reference marks as written: for the prelude, whose
-    // types are unambiguous by name, two headers of a name with the same text are one function.
+    // The header's parameters in written form (see append_written_parameter).
     static void written_signature(const St_node* header, std::string& signature);
     Scope& global_scope() { return *global_; }
     int32_t next_function_id() const { return next_function_id_; }

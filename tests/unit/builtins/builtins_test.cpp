@@ -11,6 +11,7 @@
 #include "front12/ovrel_parser.h"
 #include "syntax_tree/builtins.h"
 #include "syntax_tree/mod_syntax_tree.h"
+#include "syntax_tree/semantic_pass.h"
 
 using namespace QZ::SYNTAX_TREE;
 
@@ -505,4 +506,42 @@ TEST(BuiltinsTable, TreesEqualThoseOfTheRecords)
         std::unique_ptr<St_node> slow(make_builtin_node(expanded[i], file));
         expect_same_tree(fast.get(), slow.get(), expanded[i].signature());
     }
+}
+
+// A program's functions are learnt from the table one name at a time and its types up front:
+// the pieces must be those of the whole list, in its order.
+TEST(BuiltinsTable, FunctionsMadeOneByOneAndTypesAloneAreThoseOfTheWholeList)
+{
+    File_name file = make_file_name(BUILTIN_FILE_NAME);
+    std::vector<St_node*> nodes = make_builtin_nodes();
+    std::vector<std::unique_ptr<St_node>> owned(nodes.begin(), nodes.end());
+    std::unique_ptr<St_node> types(new St_node(NODE_DECLARATION_LIST, file));
+    append_builtin_types(types.get());
+    std::vector<Builtin_function> functions = builtin_functions();
+
+    const St_node* next_type = types->first_child;
+    size_t next_function = 0;
+    std::string from_table;
+    std::string from_tree;
+    for (const St_node* node : nodes) {
+        if (node->kind == NODE_CLASS_DECLARATION) {
+            ASSERT_NE(next_type, nullptr);
+            EXPECT_EQ(next_type->kind, NODE_CLASS_DECLARATION);
+            expect_same_tree(node->first_child, next_type->first_child, "struct");
+            next_type = next_type->next_sibling;
+            continue;
+        }
+        ASSERT_LT(next_function, functions.size());
+        const Builtin_function& function = functions[next_function++];
+        std::unique_ptr<St_node> made(make_builtin_function_node(function.at, file));
+        ASSERT_NE(made, nullptr);
+        const St_node* declarator = node->find_child(NODE_FUNCTION_DECLARATOR);
+        EXPECT_EQ(declarator->first_child->text_view(), function.name);
+        expect_same_tree(node, made.get(), function.name);
+        builtin_written_signature(function.at, from_table);
+        Tree_traverser_semantic_pass::written_signature(node, from_tree);
+        EXPECT_EQ(from_table, from_tree) << function.name;
+    }
+    EXPECT_EQ(next_type, nullptr);
+    EXPECT_EQ(next_function, functions.size());
 }

@@ -20,25 +20,41 @@ namespace {
 
 using namespace QZ::SYNTAX_TREE;
 
+const char* const prelude_text =
+    "Vector4 illumination(Scalar dot_nl,Scalar dot_nh,Scalar exponent);\n"
+    "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"
+    "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"  // repeated: one entry
+    "void mark(out Scalar x);\nvoid mark(Scalar x);\nvoid mark(Int x);\nvoid mark(Scalar x, Scalar y);\n"
+    "Int count(Int v[3]);\nvoid split(Vector3 v, out Scalar x, inout Scalar y[2]);\nInt count(Scalar v[4]);\n"
+    "Scalar sin(Scalar a);\n";  // a built-in's signature: the built-in is the repeat
+
+// A header as a pass sees it: name, result and parameters as written.
+std::string written(const St_node* declaration)
+{
+    std::string signature;
+    Tree_traverser_semantic_pass::written_signature(declaration, signature);
+    const St_node* declarator = declaration->find_child(NODE_FUNCTION_DECLARATOR);
+    return std::string(declaration->first_child->text_view()) + " " +
+           std::string(declarator->first_child->text_view()) + "(" + signature + ")";
+}
+
 TEST(Prelude_symbols, the_learnt_overload_sets_are_those_of_a_declaration_sweep)
 {
-    auto parsed = QZ::FRONT12::parse_text(
-        "Vector4 illumination(Scalar dot_nl,Scalar dot_nh,Scalar exponent);\n"
-        "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"
-        "void split(Vector3 v, out Scalar x, inout Scalar y[2]);\n"  // repeated: one entry
-        "void mark(out Scalar x);\nvoid mark(Scalar x);\nvoid mark(Int x);\nvoid mark(Scalar x, Scalar y);\n"
-        "Int count(Int v[3]);\nvoid split(Vector3 v, out Scalar x, inout Scalar y[2]);\nInt count(Scalar v[4]);\n",
-        "stdlib.ovl");
-    std::unique_ptr<St_node> list = std::move(parsed.tree);
-    append_builtin_declarations(list.get());
+    // As loaded: the text and the built-in types; the built-in functions come from their table.
+    std::unique_ptr<St_node> list = std::move(QZ::FRONT12::parse_text(prelude_text, "stdlib.ovl").tree);
+    append_builtin_types(list.get());
     Prelude_symbols symbols(list.get());
     EXPECT_TRUE(symbols.problems().empty());
+    // The reference holds every built-in tree, as a sweep over the whole prelude sees it.
+    std::unique_ptr<St_node> whole = std::move(QZ::FRONT12::parse_text(prelude_text, "stdlib.ovl").tree);
+    append_builtin_declarations(whole.get());
+    Prelude_symbols symbols_of_whole(whole.get());
 
     // The same sweep, kept apart, as the reference.
     Compilation_unit scratch(Prelude_symbols::builtin_only());
-    Tree_traverser_prepass(scratch).run_read_only(list.get());
+    Tree_traverser_prepass(scratch).run_read_only(whole.get());
     Tree_traverser_semantic_pass pass(scratch);
-    pass.declare_only(list.get());
+    pass.declare_only(whole.get());
     const auto* reference = pass.global_scope().own_functions();
     ASSERT_NE(reference, nullptr);
 
@@ -60,21 +76,27 @@ TEST(Prelude_symbols, the_learnt_overload_sets_are_those_of_a_declaration_sweep)
         ++names;
         entries += expected.size();
         const Overload_set* learnt = symbols.find_functions(name);
+        const Overload_set* learnt_from_whole = symbols_of_whole.find_functions(name);
         ASSERT_NE(learnt, nullptr) << name;
+        ASSERT_NE(learnt_from_whole, nullptr) << name;
         ASSERT_EQ(learnt->size(), expected.size()) << name;
+        ASSERT_EQ(learnt_from_whole->size(), expected.size()) << name;
         for (size_t i = 0; i < expected.size(); ++i) {
-            const Overload_entry& a = (*learnt)[i];
             const Overload_entry& b = expected[i];
-            EXPECT_EQ(a.id, b.id) << name << " #" << i;
-            EXPECT_EQ(a.result_type, b.result_type) << name << " #" << i;
-            EXPECT_EQ(a.parameter_types, b.parameter_types) << name << " #" << i;
-            EXPECT_EQ(a.by_reference, b.by_reference) << name << " #" << i;
-            EXPECT_EQ(a.declaration, b.declaration) << name << " #" << i;
+            for (const Overload_entry* a : {&(*learnt)[i], &(*learnt_from_whole)[i]}) {
+                EXPECT_EQ(a->id, b.id) << name << " #" << i;
+                EXPECT_EQ(a->result_type, b.result_type) << name << " #" << i;
+                EXPECT_EQ(a->parameter_types, b.parameter_types) << name << " #" << i;
+                EXPECT_EQ(a->by_reference, b.by_reference) << name << " #" << i;
+                EXPECT_EQ(written(a->declaration), written(b.declaration)) << name << " #" << i;
+            }
+            EXPECT_EQ((*learnt_from_whole)[i].declaration, b.declaration) << name << " #" << i;
         }
     });
     EXPECT_GT(names, 50u);  // the built-in functions and operators
     EXPECT_EQ(symbols.function_entry_count(), entries);
     EXPECT_EQ(symbols.next_function_id(), pass.next_function_id());
+    EXPECT_EQ(symbols_of_whole.next_function_id(), pass.next_function_id());
 
     // The hand-written prototypes, as declared: reference parameters marked, the repeat dropped.
     const Overload_set* split = symbols.find_functions("split");
@@ -94,21 +116,29 @@ TEST(Prelude_symbols, the_learnt_overload_sets_are_those_of_a_declaration_sweep)
     EXPECT_EQ((*mark)[3].parameter_types.size(), 2u);
     EXPECT_EQ((*mark)[1].id + 1, (*mark)[2].id);
     EXPECT_EQ(symbols.find_functions("no_such_function"), nullptr);
+    // The text's sin stands; the built-in of the same signature is the repeat.
+    const Overload_set* sin = symbols.find_functions("sin");
+    ASSERT_NE(sin, nullptr);
+    const St_node* parameters = (*sin)[0].declaration->find_child(NODE_FUNCTION_PARAMETER_LIST);
+    EXPECT_EQ(parameters->first_child->text_view(), "a");
+    EXPECT_EQ((*sin)[0].parameter_types, std::vector<int32_t>{int32_t(TYPE_SCALAR)});
 }
 
 // Units on several threads share one prelude: the first lookups of a name may meet.
 TEST(Prelude_symbols, sets_learnt_by_threads_at_once_are_each_learnt_once)
 {
-    std::unique_ptr<St_node> list(new St_node(NODE_DECLARATION_LIST, make_file_name("stdlib.ovl")));
-    append_builtin_declarations(list.get());
+    std::unique_ptr<St_node> whole(new St_node(NODE_DECLARATION_LIST, make_file_name("stdlib.ovl")));
+    append_builtin_declarations(whole.get());
     Compilation_unit scratch(Prelude_symbols::builtin_only());
-    Tree_traverser_prepass(scratch).run_read_only(list.get());
+    Tree_traverser_prepass(scratch).run_read_only(whole.get());
     Tree_traverser_semantic_pass pass(scratch);
-    pass.declare_only(list.get());
+    pass.declare_only(whole.get());
     std::vector<std::string> names;
     pass.global_scope().own_functions()->for_each(
         [&names](const std::string& name, const Overload_set&) { names.push_back(name); });
 
+    std::unique_ptr<St_node> list(new St_node(NODE_DECLARATION_LIST, make_file_name("stdlib.ovl")));
+    append_builtin_types(list.get());
     Prelude_symbols symbols(list.get());
     std::vector<std::vector<const Overload_set*>> seen(4);
     std::vector<std::thread> threads;
