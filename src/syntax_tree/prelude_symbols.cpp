@@ -23,8 +23,8 @@ Prelude_symbols::Prelude_symbols(const St_node* list) : list_(list)
     if (!list)
         return;
     // The prelude is learnt the way a unit is: its declarations are sorted out by the prepass
-    // and its headers declared by the first sweep. Its own types follow the built-in ones at the
-    // same indices in both.
+    // and declared by the first sweep, except that a function header is resolved when its name
+    // is first asked for. Its own types follow the built-in ones at the same indices in both.
     scratch_ = std::make_unique<Compilation_unit>(builtin_only());
     Tree_traverser_prepass prepass(*scratch_);
     prepass.run_read_only(list);
