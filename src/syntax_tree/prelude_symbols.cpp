@@ -141,9 +141,10 @@ const Overload_set& Prelude_symbols::learn(Function_name& function) const
     std::lock_guard<std::mutex> guard(learn_lock_);
     if (!function.learnt.load(std::memory_order_relaxed)) {
         function.set.reserve(function.headers.size());
+        const File_name file = make_file_name(BUILTIN_FILE_NAME);
         for (Header& header : function.headers) {
             if (!header.declaration) {
-                builtin_trees_.emplace_back(make_builtin_function_node(header.builtin_at, make_file_name(BUILTIN_FILE_NAME)));
+                builtin_trees_.emplace_back(make_builtin_function_node(header.builtin_at, file));
                 header.declaration = builtin_trees_.back().get();
             }
             function.set.push_back(pass_->foreign_header(header.declaration));
