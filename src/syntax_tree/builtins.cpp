@@ -600,6 +600,7 @@ public:
     explicit Table_reader(size_t at = 0) : next_(at) {}
     bool at_end() const { return next_ >= std::size(builtin_codes); }
     size_t position() const { return next_; }
+    void skip(size_t words) { next_ += words; }
 
     // The parameter or member count of the next entry.
     unsigned head(bool* is_struct)
@@ -771,7 +772,7 @@ void append_builtin_types(St_node* declaration_list)
         if (is_struct)
             nodes.push_back(table_struct_node(table, count, file));
         else
-            table = Table_reader(table.position() + 2 + 3 * count);
+            table.skip(2 + 3 * count);  // result, name, then three words a parameter
     }
     append_nodes(declaration_list, nodes);
 }
@@ -788,7 +789,7 @@ std::vector<Builtin_function> builtin_functions()
         const char* name = table.word();
         if (!is_struct)
             functions.push_back({name, at});
-        table = Table_reader(table.position() + 3 * count);
+        table.skip(3 * count);
     }
     return functions;
 }
