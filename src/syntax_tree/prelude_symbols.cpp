@@ -38,18 +38,17 @@ Prelude_symbols::Prelude_symbols(const St_node* list) : list_(list)
         if (type->name())
             index_type(i, Compilation_unit::variant_key(type->name(), type->array_size()));
     }
-    // Ids as the sweep deals them: one per header, in list order, none for a repeat.
-    std::string signature;
-    for (auto& [name, header] : headers) {
-        Tree_traverser_semantic_pass::written_signature(header, signature);
-        add_header(name, Header{header, 0, 0}, signature);
-    }
-    for (const Builtin_function& function : builtin_functions()) {
-        builtin_written_signature(function.at, signature);
-        add_header(function.name, Header{nullptr, function.at, 0}, signature);
-    }
-    signature_hashes_.clear();
-    signature_hashes_.shrink_to_fit();
+    // Ids as the sweep deals them: one per header, in list order, none for a repeat. A header
+    // of the list is compared with the earlier ones of its name; a built-in only with those of
+    // names the list declares too, since the table repeats nothing of its own (a test checks it).
+    std::vector<Builtin_function> builtins = builtin_functions();
+    headers_.reserve(headers.size() + builtins.size());
+    Header_reading reading;
+    for (auto& [name, header] : headers)
+        add_header(name, Header{header, 0, 0, -1}, reading);
+    reading.compared_names = functions_.size();
+    for (const Builtin_function& function : builtins)
+        add_header(function.name, Header{nullptr, function.at, 0, -1}, reading);
     for (const auto& variable : pass_->global_scope().own_variables())
         variables_.emplace_back(std::string(variable.first), variable.second);
     for (const Error_record& error : scratch_->errors())
@@ -58,33 +57,43 @@ Prelude_symbols::Prelude_symbols(const St_node* list) : list_(list)
 
 Prelude_symbols::~Prelude_symbols() = default;
 
-void Prelude_symbols::add_header(const std::string& name, const Header& header, const std::string& signature)
+void Prelude_symbols::written_signature(const Header& header, std::string& signature)
+{
+    if (header.declaration)
+        Tree_traverser_semantic_pass::written_signature(header.declaration, signature);
+    else
+        builtin_written_signature(header.builtin_at, signature);
+}
+
+void Prelude_symbols::add_header(const std::string& name, const Header& header, Header_reading& reading)
 {
     int32_t* index = function_indices_.find(name);
     if (!index) {
         index = &function_indices_.insert(name);
         *index = int32_t(functions_.size());
         functions_.push_back(std::make_unique<Function_name>());
-        signature_hashes_.emplace_back();
     }
-    // Signatures are told apart by their hashes; equal hashes are compared in full.
-    auto& known = functions_[size_t(*index)]->headers;
-    auto& hashes = signature_hashes_[size_t(*index)];
-    size_t hash = std::hash<std::string>()(signature);
-    std::string other;
-    for (size_t i = 0; i < known.size(); ++i) {
-        if (hashes[i] != hash)
-            continue;
-        if (known[i].declaration)
-            Tree_traverser_semantic_pass::written_signature(known[i].declaration, other);
-        else
-            builtin_written_signature(known[i].builtin_at, other);
-        if (other == signature)
-            return;
+    Function_name& function = *functions_[size_t(*index)];
+    size_t hash = 0;
+    if (size_t(*index) < reading.compared_names) {
+        // Signatures are told apart by their hashes; equal hashes are compared in full.
+        written_signature(header, reading.signature);
+        hash = std::hash<std::string>()(reading.signature);
+        for (int32_t i = function.first; i >= 0; i = headers_[size_t(i)].next) {
+            if (reading.hashes[size_t(i)] != hash)
+                continue;
+            written_signature(headers_[size_t(i)], reading.other);
+            if (reading.other == reading.signature)
+                return;
+        }
     }
-    known.push_back(header);
-    known.back().id = next_function_id_++;
-    hashes.push_back(hash);
+    int32_t added = int32_t(headers_.size());
+    headers_.push_back(header);
+    headers_.back().id = next_function_id_++;
+    reading.hashes.push_back(hash);
+    (function.last >= 0 ? headers_[size_t(function.last)].next : function.first) = added;
+    function.last = added;
+    ++function.count;
 }
 
 std::shared_ptr<const Prelude_symbols> Prelude_symbols::builtin_only()
@@ -140,9 +149,10 @@ const Overload_set& Prelude_symbols::learn(Function_name& function) const
         return function.set;
     std::lock_guard<std::mutex> guard(learn_lock_);
     if (!function.learnt.load(std::memory_order_relaxed)) {
-        function.set.reserve(function.headers.size());
+        function.set.reserve(size_t(function.count));
         const File_name file = make_file_name(BUILTIN_FILE_NAME);
-        for (Header& header : function.headers) {
+        for (int32_t i = function.first; i >= 0; i = headers_[size_t(i)].next) {
+            Header& header = headers_[size_t(i)];
             if (!header.declaration) {
                 builtin_trees_.emplace_back(make_builtin_function_node(header.builtin_at, file));
                 header.declaration = builtin_trees_.back().get();

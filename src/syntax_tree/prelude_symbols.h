@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -63,20 +64,32 @@ private:
     void add_builtin_types();
     void index_type(int32_t index, const std::string& key);
 
-    // A header of the list, or a built-in function whose tree is not made yet.
+    // A header of the list, or a built-in function whose tree is not made yet. The headers of
+    // one name are chained through next, in list order.
     struct Header {
         St_node* declaration;
         uint32_t builtin_at;
         int32_t id;
+        int32_t next;
     };
     // The headers of one name that are functions of their own (a repeat is left out); the set
     // is made from them at the first lookup.
     struct Function_name {
-        std::vector<Header> headers;
+        int32_t first = -1;
+        int32_t last = -1;
+        int32_t count = 0;
         std::atomic<bool> learnt{false};
         Overload_set set;
     };
-    void add_header(const std::string& name, const Header& header, const std::string& signature);
+    // What reading the headers keeps until the ids are dealt.
+    struct Header_reading {
+        std::vector<size_t> hashes;       // of each header's signature
+        size_t compared_names = SIZE_MAX;  // names below this index are compared
+        std::string signature;
+        std::string other;
+    };
+    static void written_signature(const Header& header, std::string& signature);
+    void add_header(const std::string& name, const Header& header, Header_reading& reading);
     const Overload_set& learn(Function_name& function) const;
 
     const St_node* list_ = nullptr;
@@ -84,14 +97,13 @@ private:
     SYSTEM::Text_hash_table<int32_t> type_indices_{128};
     SYSTEM::Text_hash_table<int32_t> function_indices_{512};
     std::vector<std::unique_ptr<Function_name>> functions_;
+    mutable std::vector<Header> headers_;
     // The unit the prelude's types were resolved in and the pass that resolved them, kept to
     // learn the headers later; used under learn_lock_.
     std::unique_ptr<Compilation_unit> scratch_;
     std::unique_ptr<Tree_traverser_semantic_pass> pass_;
     mutable std::mutex learn_lock_;
     mutable std::vector<std::unique_ptr<St_node>> builtin_trees_;
-    // While the headers are read: each name's signatures, by hash.
-    std::vector<std::vector<size_t>> signature_hashes_;
     std::vector<std::pair<std::string, int32_t>> variables_;
     int32_t next_function_id_ = 0;
     std::vector<std::string> problems_;

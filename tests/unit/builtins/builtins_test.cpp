@@ -545,3 +545,16 @@ TEST(BuiltinsTable, FunctionsMadeOneByOneAndTypesAloneAreThoseOfTheWholeList)
     EXPECT_EQ(next_type, nullptr);
     EXPECT_EQ(next_function, functions.size());
 }
+
+// The prelude deals ids to the built-in functions without comparing their signatures with each
+// other: no two of one name may have parameters that read alike (the later one would never be
+// chosen, and the prelude would give it an id a sweep does not).
+TEST(BuiltinsTable, NoTwoFunctionsOfANameHaveTheSameParameters)
+{
+    std::set<std::pair<std::string, std::string>> seen;
+    std::string signature;
+    for (const Builtin_function& function : builtin_functions()) {
+        builtin_written_signature(function.at, signature);
+        EXPECT_TRUE(seen.insert({function.name, signature}).second) << function.name << "(" << signature << ")";
+    }
+}
