@@ -64,7 +64,8 @@ public:
     bool has_parser() const { return true; }
     Parser12_plugin& parser() { return parser_; }
 
-    // The prelude's DECLARATION_LIST with the built-in declarations appended; loaded at first
+    // The prelude's DECLARATION_LIST with the built-in struct types appended (the built-in
+    // functions are made from their table when a unit first names one); loaded at first
     // need, then shared read-only by every unit's passes. Null if it could not be loaded.
     const SYNTAX_TREE::St_node* prelude();
     const Macro_table& prelude_macros();

@@ -1,6 +1,6 @@
 // The built-in declarations: operators, conversions, the library's types and functions. They
-// are made as the trees the parser would build for the same prototypes written in source, and
-// are appended to the prelude's DECLARATION_LIST.
+// are made as the trees the parser would build for the same prototypes written in source: the
+// types are appended to the prelude's DECLARATION_LIST, a function's tree is made when needed.
 #pragma once
 
 #include <cstdint>

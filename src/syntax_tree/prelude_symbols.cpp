@@ -93,7 +93,6 @@ void Prelude_symbols::add_header(const std::string& name, const Header& header, 
     reading.hashes.push_back(hash);
     (function.last >= 0 ? headers_[size_t(function.last)].next : function.first) = added;
     function.last = added;
-    ++function.count;
 }
 
 std::shared_ptr<const Prelude_symbols> Prelude_symbols::builtin_only()
@@ -149,7 +148,6 @@ const Overload_set& Prelude_symbols::learn(Function_name& function) const
         return function.set;
     std::lock_guard<std::mutex> guard(learn_lock_);
     if (!function.learnt.load(std::memory_order_relaxed)) {
-        function.set.reserve(size_t(function.count));
         const File_name file = make_file_name(BUILTIN_FILE_NAME);
         for (int32_t i = function.first; i >= 0; i = headers_[size_t(i)].next) {
             Header& header = headers_[size_t(i)];

@@ -77,7 +77,6 @@ private:
     struct Function_name {
         int32_t first = -1;
         int32_t last = -1;
-        int32_t count = 0;
         std::atomic<bool> learnt{false};
         Overload_set set;
     };

@@ -34,7 +34,8 @@ public:
     void run();
 
     // Sweep 1 alone over list, which is only read and whose faults are not reported, then the
-    // unit's named types enter its type table. This is how a prelude's symbols are learnt.
+    // unit's named types enter its type table: what the prelude's symbols must equal, though
+    // they are learnt a name at a time.
     void declare_only(const St_node* list);
     // The same sweep without the function headers, which are learnt one name at a time when
     // first called: headers gets each header of list (a declaration, or a definition's that is
