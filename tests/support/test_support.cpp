@@ -1,5 +1,7 @@
 #include "support/test_support.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -35,7 +37,10 @@ std::string read_file(const std::string& path)
 
 std::string make_temp_dir(const std::string& name)
 {
-    std::string dir = std::string(VORN_TEST_BINARY_DIR) + "/tmp/" + name;
+    std::string dir = std::string(VORN_TEST_BINARY_DIR) + "/tmp/";
+    if (const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info())
+        dir += std::string(test->test_suite_name()) + "." + test->name() + "/";
+    dir += name;
     std::string command = "rm -rf '" + dir + "' && mkdir -p '" + dir + "'";
     if (std::system(command.c_str()) != 0)
         return std::string();

@@ -46,7 +46,8 @@ private:
 // Reads a whole file; empty if it cannot be read.
 std::string read_file(const std::string& path);
 
-// A fresh empty directory under the test binary directory.
+// A fresh empty directory under the test binary directory, in one of the running test's own:
+// tests run in parallel processes, and two of them may ask for the same name.
 std::string make_temp_dir(const std::string& name);
 
 }  // namespace vorn_test
