@@ -6,6 +6,7 @@
 #include "front12/ovrel_lexer.h"
 #include "front12/ovrel_preprocessor.h"
 #include "syntax_tree/diagnostics.h"
+#include "syntax_tree/node_arena.h"
 
 namespace QZ {
 namespace FRONT12 {
@@ -289,6 +290,7 @@ public:
     St_node* parse_expression();
 
     Include_hook include_hook;
+    bool tree_arena = false;
 
 private:
     // Where a recovering rule started, to skip over what it opened.
@@ -422,6 +424,8 @@ private:
     Error_list& errors_;
     int32_t trial_depth_ = 0;
     int32_t nesting_ = 0;
+    // The arena of the tree being parsed, until the tree keeps it.
+    std::unique_ptr<SYNTAX_TREE::Node_arena> arena_;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -614,7 +618,7 @@ Node_ptr Ovrel_parser::Impl::attempt(Rule rule, uint8_t memo_bit)
 
 Node_ptr Ovrel_parser::Impl::make(int32_t kind, const Token& at)
 {
-    Node_ptr node(new St_node(kind, file_));
+    Node_ptr node(new (arena_.get()) St_node(kind, file_));
     node->line = at.line;
     node->column = at.column;
     return node;
@@ -622,7 +626,7 @@ Node_ptr Ovrel_parser::Impl::make(int32_t kind, const Token& at)
 
 Node_ptr Ovrel_parser::Impl::make(int32_t kind, const Token& at, std::string_view text)
 {
-    Node_ptr node(new St_node(kind, file_, text));
+    Node_ptr node(new (arena_.get()) St_node(kind, file_, text));
     node->line = at.line;
     node->column = at.column;
     return node;
@@ -651,8 +655,13 @@ St_node* Ovrel_parser::Impl::parse_translation_unit()
 {
     trial_depth_ = 0;
     nesting_ = 0;
+    if (tree_arena)
+        arena_ = std::make_unique<SYNTAX_TREE::Node_arena>();
     try {
-        return translation_unit();
+        St_node* list = translation_unit();
+        if (list && arena_ && SYNTAX_TREE::Node_arena::of(list) == arena_.get())
+            arena_.release()->set_keeper(list);
+        return list;
     } catch (const Recognition_error& error) {
         Token position;
         position.line = error.line();
@@ -730,6 +739,12 @@ void Ovrel_parser::Impl::include_directive(Node_ptr& list, List_builder*& childr
         Node_ptr included(include_hook(name, token));
         if (!included || !included->first_child)
             return;
+        // The included nodes join this tree, and their memory this tree's arena.
+        SYNTAX_TREE::Node_arena* theirs = SYNTAX_TREE::Node_arena::of(included.get());
+        if (arena_ && theirs && theirs != arena_.get() && theirs->keeper() == included.get()) {
+            theirs->set_keeper(nullptr);
+            arena_->absorb(std::unique_ptr<SYNTAX_TREE::Node_arena>(theirs));
+        }
         added.reset(included->first_child);
         included->first_child = nullptr;
     }
@@ -1701,6 +1716,8 @@ Ovrel_parser::Ovrel_parser(Token_stream& tokens, const std::string& file_name, E
 Ovrel_parser::~Ovrel_parser() = default;
 
 void Ovrel_parser::set_include_hook(Include_hook hook) { impl_->include_hook = std::move(hook); }
+
+void Ovrel_parser::set_tree_arena(bool on) { impl_->tree_arena = on; }
 
 St_node* Ovrel_parser::parse_translation_unit() { return impl_->parse_translation_unit(); }
 

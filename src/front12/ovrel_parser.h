@@ -35,6 +35,10 @@ public:
 
     // Without a hook, #include is skipped.
     void set_include_hook(Include_hook hook);
+    // The tree of parse_translation_unit comes in an arena of its own, which its root keeps:
+    // deleting the root drops the whole tree at once, and a unit given the tree takes the arena.
+    // Only for trees used whole: a node taken out of such a tree dies with its root.
+    void set_tree_arena(bool on);
 
     // The whole input: the DECLARATION_LIST, owned by the caller, or null when no declaration
     // was found. A lexical error is recorded and ends parsing with no tree. Lets the

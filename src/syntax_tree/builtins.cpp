@@ -3,6 +3,7 @@
 #include <set>
 #include <string_view>
 
+#include "syntax_tree/node_arena.h"
 #include "syntax_tree/scope.h"
 #include "syntax_tree/type.h"
 
@@ -618,9 +619,9 @@ private:
 };
 
 St_node* word_node(int32_t kind, const File_name& file, const char* word,
-                   std::initializer_list<St_node*> children = {})
+                   std::initializer_list<St_node*> children = {}, Node_arena* arena = nullptr)
 {
-    St_node* node = new St_node(kind, file, children);
+    St_node* node = new (arena) St_node(kind, file, children);
     node->set_static_text(word);
     return node;
 }
@@ -650,21 +651,22 @@ St_node* table_function_node(Table_reader& table, unsigned count, const File_nam
     return new St_node(NODE_FUNCTION_DECLARATION, file, {result, declarator, list});
 }
 
-St_node* table_struct_node(Table_reader& table, unsigned count, const File_name& file)
+// In arena when one is given: the prelude's list holds the struct types.
+St_node* table_struct_node(Table_reader& table, unsigned count, const File_name& file, Node_arena* arena = nullptr)
 {
     table.word();  // a struct has no result
-    St_node* name = word_node(NODE_IDENTIFIER, file, table.word());
-    St_node* block = count > 0 ? new St_node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, file, "member") : nullptr;
+    St_node* name = word_node(NODE_IDENTIFIER, file, table.word(), {}, arena);
+    St_node* block = count > 0 ? new (arena) St_node(NODE_CLASS_MEMBER_DECLARATION_BLOCK, file, "member") : nullptr;
     for (unsigned i = 0; i < count; ++i) {
         table.word();  // members have no qualifier
-        St_node* specifiers =
-            new St_node(NODE_VARIABLE_SPECIFIERS, file, {word_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word())});
-        St_node* names =
-            new St_node(NODE_INIT_IDENTIFIER_LIST, file, {word_node(NODE_INIT_IDENTIFIER, file, table.word())});
-        block->add_child(new St_node(NODE_VARIABLE_DECLARATION, file, {specifiers, names}));
+        St_node* specifiers = new (arena)
+            St_node(NODE_VARIABLE_SPECIFIERS, file, {word_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word(), {}, arena)});
+        St_node* names = new (arena)
+            St_node(NODE_INIT_IDENTIFIER_LIST, file, {word_node(NODE_INIT_IDENTIFIER, file, table.word(), {}, arena)});
+        block->add_child(new (arena) St_node(NODE_VARIABLE_DECLARATION, file, {specifiers, names}));
     }
-    St_node* blocks = new St_node(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST, file, {block});
-    return new St_node(NODE_CLASS_DECLARATION, file, "struct", {name, blocks});
+    St_node* blocks = new (arena) St_node(NODE_CLASS_MEMBER_DECLARATION_BLOCK_LIST, file, {block});
+    return new (arena) St_node(NODE_CLASS_DECLARATION, file, "struct", {name, blocks});
 }
 
 }  // namespace
@@ -770,7 +772,7 @@ void append_builtin_types(St_node* declaration_list)
         bool is_struct = false;
         unsigned count = table.head(&is_struct);
         if (is_struct)
-            nodes.push_back(table_struct_node(table, count, file));
+            nodes.push_back(table_struct_node(table, count, file, Node_arena::of(declaration_list)));
         else
             table.skip(2 + 3 * count);  // result, name, then three words a parameter
     }

@@ -1,11 +1,14 @@
 #include "syntax_tree/compilation_unit.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "serial/serializer.h"
 #include "syntax_tree/diagnostics.h"
+#include "syntax_tree/node_arena.h"
 #include "syntax_tree/prelude_symbols.h"
 #include "syntax_tree/prepass.h"
 #include "syntax_tree/semantic_pass.h"
@@ -20,7 +23,24 @@ Compilation_unit::Compilation_unit(std::shared_ptr<const Prelude_symbols> prelud
 {
 }
 
-Compilation_unit::~Compilation_unit() = default;
+Compilation_unit::~Compilation_unit()
+{
+    // A tree in the unit's arena goes with the arena, without a walk; the other nodes the unit
+    // holds go back to it first.
+    if (arena_ && tree_ && Node_arena::of(tree_.get()) == arena_.get()) {
+#ifdef VORN_CHECK_ARENAS
+        arena_->check_tree(tree_.get(), "a unit's tree");
+#endif
+        (void)tree_.release();
+    }
+}
+
+Node_arena* Compilation_unit::node_arena()
+{
+    if (!arena_)
+        arena_ = std::make_unique<Node_arena>();
+    return arena_.get();
+}
 
 // Copying
 
@@ -29,9 +49,9 @@ namespace {
 using Node_map = std::unordered_map<const St_node*, St_node*>;
 
 // A deep copy of node and its children, with every original node mapped to its copy.
-St_node* clone_mapped(const St_node& node, Node_map& map)
+St_node* clone_mapped(const St_node& node, Node_map& map, Node_arena* arena)
 {
-    St_node* copy = node.clone();
+    St_node* copy = node.clone(arena);
     // The clone has the original's shape; walk both side by side.
     std::vector<std::pair<const St_node*, St_node*>> pending{{&node, copy}};
     while (!pending.empty()) {
@@ -82,9 +102,9 @@ Compilation_unit::Compilation_unit(const Compilation_unit& other)
 {
     Node_map nodes;
     if (other.tree_)
-        tree_.reset(clone_mapped(*other.tree_, nodes));
+        tree_.reset(clone_mapped(*other.tree_, nodes, node_arena()));
     for (const auto& loose : other.loose_nodes_)
-        loose_nodes_.emplace_back(clone_mapped(*loose, nodes));
+        loose_nodes_.emplace_back(clone_mapped(*loose, nodes, node_arena()));
 
     global_declarations_ = other.global_declarations_;
     map_all(nodes, global_declarations_);
@@ -135,7 +155,7 @@ void Compilation_unit::serialize(SERIAL::Serializer& out) const
 void Compilation_unit::deserialize(SERIAL::Deserializer& in)
 {
     clear_contents();
-    auto* root = new St_node(NODE_DECLARATION_LIST, File_name());
+    auto* root = new (node_arena()) St_node(NODE_DECLARATION_LIST, File_name());
     root->deserialize(in);
     set_tree(root);
     if (source_file_name_.empty())
@@ -193,7 +213,7 @@ void Compilation_unit::resolve()
 
 St_node* Compilation_unit::make_loose_node(int32_t kind, const char* file_name)
 {
-    loose_nodes_.push_back(std::make_unique<St_node>(kind, make_file_name(file_name ? file_name : "")));
+    loose_nodes_.emplace_back(new (node_arena()) St_node(kind, make_file_name(file_name ? file_name : "")));
     return loose_nodes_.back().get();
 }
 
@@ -258,6 +278,21 @@ void Compilation_unit::set_tree(St_node* list)
     parent_positions_.clear();
     ancestors_first_.clear();
     line_.clear();
+    // A parsed tree brings the arena it keeps.
+    Node_arena* arena = Node_arena::of(list);
+    if (arena && arena->keeper() == list) {
+        arena->set_keeper(nullptr);
+        if (arena_)
+            arena_->absorb(std::unique_ptr<Node_arena>(arena));
+        else
+            arena_.reset(arena);
+    }
+#ifdef VORN_CHECK_ARENAS
+    if (arena && arena != arena_.get()) {
+        std::fprintf(stderr, "a unit was given a tree in the arena of another\n");
+        std::abort();
+    }
+#endif
     tree_.reset(list);
 }
 

@@ -22,6 +22,7 @@ namespace QZ {
 namespace SYNTAX_TREE {
 
 class St_node;
+class Node_arena;
 class Prelude_symbols;
 class Compilation_unit;
 
@@ -139,7 +140,11 @@ public:
     // The DECLARATION_LIST, owned. Setting a new tree frees the old one; the lists of
     // declarations must be rebuilt by a prepass then.
     St_node* tree() const { return tree_.get(); }
+    // A tree that keeps its own arena (as a parse gives) brings the arena into the unit's.
     void set_tree(St_node* list);
+    // The arena of the unit's nodes: whatever is added to its tree comes from it, so that the
+    // tree goes at once with the unit.
+    Node_arena* node_arena();
 
     // Declarations in source order: VARIABLE_DECLARATION nodes at file level, and
     // FUNCTION_DECLARATION and FUNCTION_DEFINITION nodes of file-level functions.
@@ -248,6 +253,8 @@ private:
     // ancestor's, by the ancestor's lending rank, then by the name's place.
     void check_repeated_names(size_t position, const Name_holders& holders);
 
+    // First, so that it outlives every node the unit holds.
+    std::unique_ptr<Node_arena> arena_;
     std::shared_ptr<const Prelude_symbols> prelude_;
     std::string name_;
     std::string source_file_name_;

@@ -6,6 +6,7 @@
 
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/diagnostics.h"
+#include "syntax_tree/node_arena.h"
 #include "syntax_tree/state_tables.h"
 #include "syntax_tree/st_node.h"
 #include "syntax_tree/type.h"
@@ -474,8 +475,9 @@ St_node* Tree_traverser_prepass::visit_variable_id(St_node* node)
         return nullptr;
     if (current_shader_)
         current_shader_->uses_state_variable[index] = true;
-    return new St_node(NODE_STATE_VARIABLE_REFERENCE, node->file, node->line, node->column,
-                       reinterpret_cast<const char*>(&index), int32_t(sizeof index), node->extra_position);
+    return new (Node_arena::of(node)) St_node(NODE_STATE_VARIABLE_REFERENCE, node->file, node->line, node->column,
+                                              reinterpret_cast<const char*>(&index), int32_t(sizeof index),
+                                              node->extra_position);
 }
 
 St_node* Tree_traverser_prepass::visit_state_variable_reference(St_node* node)

@@ -7,6 +7,7 @@
 
 #include "log/mod_log.h"
 #include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/node_arena.h"
 #include "syntax_tree/prelude_symbols.h"
 #include "syntax_tree/prepass.h"
 #include "syntax_tree/st_node.h"
@@ -977,10 +978,11 @@ void Tree_traverser_semantic_pass::initialize(St_node* declarator, const St_node
         return;
     // Type x(a, b) means Type x = Type(a, b).
     if (value->kind == NODE_FUNCTION_CALL_PARAMETERS && type_specifier) {
-        St_node* call = new St_node(NODE_CONSTRUCTOR_CALL_EXPRESSION, value->file, value->line, value->column,
-                                    nullptr, 0, value->extra_position);
+        Node_arena* arena = Node_arena::of(declarator);
+        St_node* call = new (arena) St_node(NODE_CONSTRUCTOR_CALL_EXPRESSION, value->file, value->line, value->column,
+                                            nullptr, 0, value->extra_position);
         declarator->replace_child(value, call);
-        call->add_child(type_specifier->clone());
+        call->add_child(type_specifier->clone(arena));
         call->add_child(value);
         value = call;
     }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "serial/serializer.h"
+#include "syntax_tree/node_arena.h"
 #include "system/block_pool.h"
 
 namespace QZ {
@@ -108,13 +109,24 @@ enum Text_origin : char {
     TEXT_FROM_POOL = 1,
     TEXT_STATIC = St_node::STATIC_TEXT_MARK,
     TEXT_FROM_TINY_POOL = 3,
+    // Arena texts: blocks of the two small sizes go back to the arena one at a time, larger
+    // ones only with the arena.
+    TEXT_IN_ARENA_TINY = 4,
+    TEXT_IN_ARENA_SMALL = 5,
+    TEXT_IN_ARENA = 6,
 };
 
-char* copy_bytes(const void* bytes, size_t size)
+// A copy for the text of owner: in owner's arena when it has one.
+char* copy_bytes(const St_node* owner, const void* bytes, size_t size)
 {
     // The block holds the origin byte, the text and its zero byte.
     char* block;
-    if (size + 2 <= TINY_TEXT_BLOCK) {
+    if (Node_arena* arena = Node_arena::of(owner)) {
+        block = arena->allocate_text(size + 2);
+        block[0] = size + 2 <= Node_arena::TINY_TEXT    ? TEXT_IN_ARENA_TINY
+                   : size + 2 <= Node_arena::SMALL_TEXT ? TEXT_IN_ARENA_SMALL
+                                                        : TEXT_IN_ARENA;
+    } else if (size + 2 <= TINY_TEXT_BLOCK) {
         block = static_cast<char*>(Tiny_text_pool::allocate());
         block[0] = TEXT_FROM_TINY_POOL;
     } else if (size + 2 <= SMALL_TEXT_BLOCK) {
@@ -141,6 +153,10 @@ void free_text(char* text)
         Text_pool::release(block);
     else if (block[0] == TEXT_FROM_HEAP)
         delete[] block;
+    else if (block[0] == TEXT_IN_ARENA_TINY)
+        Node_arena::of(block)->release_text(block, Node_arena::TINY_TEXT);
+    else if (block[0] == TEXT_IN_ARENA_SMALL)
+        Node_arena::of(block)->release_text(block, Node_arena::SMALL_TEXT);
 }
 
 // Digits in the given base, up to the first character that is none (a suffix such as "L").
@@ -204,16 +220,43 @@ void* St_node::operator new(size_t size)
     return size == sizeof(St_node) ? Node_pool::allocate() : ::operator new(size);
 }
 
+void* St_node::operator new(size_t size, Node_arena* arena)
+{
+    if (arena && size == sizeof(St_node))
+        if (void* block = arena->allocate_node())
+            return block;
+    return operator new(size);
+}
+
 void St_node::operator delete(void* node, size_t size)
 {
-    if (size == sizeof(St_node))
+    if (Node_arena* arena = Node_arena::of(node)) {
+        if (arena->keeper() == node)
+            delete arena;
+        else
+            arena->release_node(node);
+    } else if (size == sizeof(St_node)) {
         Node_pool::release(node);
-    else
+    } else {
         ::operator delete(node);
+    }
+}
+
+void St_node::operator delete(void* node, Node_arena*)
+{
+    operator delete(node, sizeof(St_node));
 }
 
 St_node::~St_node()
 {
+    Node_arena* arena = Node_arena::of(this);
+    if (arena && arena->keeper() == this) {
+        // The arena goes with this node, and every node and text of the tree with it.
+#ifdef VORN_CHECK_ARENAS
+        arena->check_tree(this, "a tree dropped with its arena");
+#endif
+        return;
+    }
     free_text(text);
     // Both links are trees in the binary sense (first child left, next sibling right). Each is
     // taken apart by rotating left links into right chains, which needs no stack; every node is
@@ -336,9 +379,9 @@ void St_node::copy_fields_to(St_node& copy) const
     copy.annotation = annotation;
 }
 
-St_node* St_node::clone() const
+St_node* St_node::clone(Node_arena* arena) const
 {
-    St_node* root = new St_node(kind, file);
+    St_node* root = new (arena) St_node(kind, file);
     copy_fields_to(*root);
     // Pairs of an original and its copy whose children are still to be copied.
     std::vector<std::pair<const St_node*, St_node*>> pending;
@@ -348,7 +391,7 @@ St_node* St_node::clone() const
         pending.pop_back();
         St_node** link = &copy->first_child;
         for (const St_node* child_node = original->first_child; child_node; child_node = child_node->next_sibling) {
-            St_node* child_copy = new St_node(child_node->kind, child_node->file);
+            St_node* child_copy = new (arena) St_node(child_node->kind, child_node->file);
             child_node->copy_fields_to(*child_copy);
             *link = child_copy;
             link = &child_copy->next_sibling;
@@ -362,7 +405,7 @@ St_node* St_node::clone() const
 void St_node::set_text(std::string_view string)
 {
     free_text(text);
-    text = copy_bytes(string.data(), string.size());
+    text = copy_bytes(this, string.data(), string.size());
     text_size = -1;
 }
 
@@ -380,7 +423,7 @@ void St_node::set_binary_text(const void* bytes, int32_t size)
     text_size = 0;
     if (size <= 0 || !bytes)
         return;
-    text = copy_bytes(bytes, size_t(size));
+    text = copy_bytes(this, bytes, size_t(size));
     text_size = size;
 }
 
@@ -548,6 +591,7 @@ void St_node::deserialize(SERIAL::Deserializer& in)
     // Links still to be filled, the top one first: a node's sibling link lies above its child
     // link, so the whole sibling chain is read before the children.
     std::vector<St_node**> pending;
+    Node_arena* arena = Node_arena::of(this);
     auto read_into = [&](St_node& node) {
         uint8_t flags = read_header(node, in, last_file, scratch);
         if (!in.good())
@@ -561,7 +605,7 @@ void St_node::deserialize(SERIAL::Deserializer& in)
     while (!pending.empty() && in.good()) {
         St_node** link = pending.back();
         pending.pop_back();
-        *link = new St_node(NODE_NO_OP, File_name());
+        *link = new (arena) St_node(NODE_NO_OP, File_name());
         read_into(**link);
     }
 }

@@ -116,6 +116,8 @@ private:
 // The table's entry for the name, added at its first use. Safe from any thread.
 File_name make_file_name(std::string_view name);
 
+class Node_arena;
+
 class St_node : public SERIAL::Serializable {
 public:
     // Children given as null are skipped, so optional parts can be passed as they are.
@@ -138,9 +140,14 @@ public:
     St_node(const St_node&) = delete;
     St_node& operator=(const St_node&) = delete;
 
-    // Nodes come from a pool: a parse makes and frees them by the hundred thousand.
+    // Nodes come from a pool, or from the arena of a tree (new (arena) St_node(...)): a parse
+    // makes and frees them by the hundred thousand. A node of an arena deleted alone goes back
+    // to it; a node that keeps its arena takes the arena, and the tree in it, along. Texts of
+    // a node in an arena are in the arena too.
     static void* operator new(size_t size);
+    static void* operator new(size_t size, Node_arena* arena);
     static void operator delete(void* node, size_t size);
+    static void operator delete(void* node, Node_arena* arena);
 
     // The n-th child (0 is the first); null past the end.
     St_node* child(int32_t n) const;
@@ -155,8 +162,9 @@ public:
     bool replace_child(St_node* old, St_node* replacement);
     // The first child of the kind, or null.
     St_node* find_child(int32_t kind) const;
-    // Deep copy of this node and its children, without its siblings.
-    St_node* clone() const;
+    // Deep copy of this node and its children, without its siblings; in the arena when one is
+    // given, else from the pool.
+    St_node* clone(Node_arena* arena = nullptr) const;
 
     void set_text(std::string_view string);
     // Shares a text that lives to the end of the program instead of copying it. The byte in
