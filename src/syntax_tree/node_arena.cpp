@@ -11,7 +11,7 @@
 #include <sys/mman.h>
 #endif
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef VORN_ARENA_POISONS
 #include <sanitizer/asan_interface.h>
 #define VORN_POISON(address, size) ASAN_POISON_MEMORY_REGION(address, size)
 #define VORN_UNPOISON(address, size) ASAN_UNPOISON_MEMORY_REGION(address, size)
@@ -30,7 +30,7 @@ std::atomic<int64_t> Node_arena::live_count_{0};
 
 namespace {
 
-constexpr size_t NODE_BLOCK = (sizeof(St_node) + 7) / 8 * 8;
+static_assert(Node_arena::NODE_BLOCK == (sizeof(St_node) + 7) / 8 * 8, "a node's block fits the node");
 
 // The chunks of the range, handed out and taken back under one lock: an arena takes a chunk
 // per 256 KB or 2 MB of tree, so the lock is rare. Chunks given back keep their pages, as the
@@ -203,7 +203,7 @@ void Node_arena::push(Free_block*& list, void* block, size_t bytes)
     (void)bytes;
 }
 
-void* Node_arena::allocate_node()
+void* Node_arena::allocate_node_slowly()
 {
     if (void* block = pop(free_nodes_, NODE_BLOCK))
         return block;
@@ -217,7 +217,7 @@ void Node_arena::release_node(void* block)
     push(free_nodes_, block, NODE_BLOCK);
 }
 
-char* Node_arena::allocate_text(size_t bytes)
+char* Node_arena::allocate_text_slowly(size_t bytes)
 {
     if (bytes <= TINY_TEXT) {
         if (void* block = pop(free_tiny_, TINY_TEXT))

@@ -8,6 +8,16 @@
 #include <memory>
 #include <vector>
 
+// Under the address sanitizer, blocks freed or dropped are poisoned, so that a node used after
+// its arena went is found; the allocation paths then all run out of line.
+#if defined(__SANITIZE_ADDRESS__)
+#define VORN_ARENA_POISONS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VORN_ARENA_POISONS 1
+#endif
+#endif
+
 namespace QZ {
 namespace SYNTAX_TREE {
 
@@ -39,13 +49,45 @@ public:
     static bool available();
 
     // Memory for one node; null when arenas are not available.
-    void* allocate_node();
+    static constexpr size_t NODE_BLOCK = 72;
+    void* allocate_node()
+    {
+#ifndef VORN_ARENA_POISONS
+        if (Free_block* block = free_nodes_) {
+            free_nodes_ = block->next;
+            return block;
+        }
+        if (size_t(end_ - cursor_) >= NODE_BLOCK) {
+            char* block = cursor_;
+            cursor_ += NODE_BLOCK;
+            return block;
+        }
+#endif
+        return allocate_node_slowly();
+    }
     void release_node(void* block);
     // A block of at least bytes for a text (aligned to 8). Blocks of TINY_TEXT and SMALL_TEXT
     // bytes can be given back one at a time; larger ones stay until the arena goes.
     static constexpr size_t TINY_TEXT = 16;
     static constexpr size_t SMALL_TEXT = 32;
-    char* allocate_text(size_t bytes);
+    char* allocate_text(size_t bytes)
+    {
+#ifndef VORN_ARENA_POISONS
+        Free_block** list = bytes <= TINY_TEXT ? &free_tiny_ : bytes <= SMALL_TEXT ? &free_small_ : nullptr;
+        if (list && *list) {
+            Free_block* block = *list;
+            *list = block->next;
+            return reinterpret_cast<char*>(block);
+        }
+        size_t rounded = bytes <= TINY_TEXT ? TINY_TEXT : bytes <= SMALL_TEXT ? SMALL_TEXT : (bytes + 7) & ~size_t(7);
+        if (rounded <= LARGE_TEXT && size_t(end_ - cursor_) >= rounded) {
+            char* block = cursor_;
+            cursor_ += rounded;
+            return block;
+        }
+#endif
+        return allocate_text_slowly(bytes);
+    }
     void release_text(char* block, size_t bytes);
 
     // The root whose deletion drops the whole arena, without a walk over its tree: a parse's
@@ -80,6 +122,8 @@ private:
         size_t size;
     };
 
+    void* allocate_node_slowly();
+    char* allocate_text_slowly(size_t bytes);
     char* take(size_t bytes);
     void new_chunk(size_t bytes);
     static void* pop(Free_block*& list, size_t bytes);
