@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "compiler/mod_compiler.h"
+#include "syntax_tree/node_arena.h"
 
 namespace vorn_test {
 
@@ -54,17 +55,17 @@ void add_int_argument(St_node* call)
 {
     St_node* arguments = call->find_child(NODE_FUNCTION_CALL_PARAMETERS);
     if (!arguments) {
-        arguments = new St_node(NODE_FUNCTION_CALL_PARAMETERS, call->file);
+        arguments = new (Node_arena::of(call)) St_node(NODE_FUNCTION_CALL_PARAMETERS, call->file);
         call->add_child(arguments);
     }
-    arguments->add_child(new St_node(NODE_INT_CONSTANT, call->file, "1"));
+    arguments->add_child(new (Node_arena::of(call)) St_node(NODE_INT_CONSTANT, call->file, "1"));
 }
 
 void bury_in_signs(St_node* value, int count)
 {
     St_node* innermost = value;
     for (int i = 0; i < count; ++i) {
-        St_node* sign = new St_node(NODE_UNARY_EXPRESSION, value->file, "-");
+        St_node* sign = new (Node_arena::of(value)) St_node(NODE_UNARY_EXPRESSION, value->file, "-");
         sign->first_child = innermost->first_child;
         innermost->first_child = sign;
         innermost = sign;

@@ -12,6 +12,7 @@
 #include "compiler/mod_compiler.h"
 #include "support/test_support.h"
 #include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/node_arena.h"
 #include "syntax_tree/st_node.h"
 #include "system/mod_string.h"
 
@@ -152,9 +153,9 @@ TEST(Back12_generator_input, used_state_joins_the_shader_and_reached_code)
     ASSERT_TRUE(unit);
     // Functions that the linker copies read state through references of their own; put one
     // into a reached function and one into a function nobody calls.
-    auto reference = [](int32_t index) {
-        return new St_node(SYNTAX_TREE::NODE_STATE_VARIABLE_REFERENCE, SYNTAX_TREE::make_file_name("x"), 1, 1,
-                           reinterpret_cast<const char*>(&index), int32_t(sizeof index), -1);
+    auto reference = [&unit](int32_t index) {
+        return new (unit->node_arena()) St_node(SYNTAX_TREE::NODE_STATE_VARIABLE_REFERENCE, SYNTAX_TREE::make_file_name("x"), 1, 1,
+                                                reinterpret_cast<const char*>(&index), int32_t(sizeof index), -1);
     };
     St_node* reached = function_named(*unit, "helper_two");
     St_node* unreached = function_named(*unit, "never_called");

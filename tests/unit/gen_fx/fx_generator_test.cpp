@@ -14,6 +14,7 @@
 #include "support/generator_support.h"
 #include "support/test_support.h"
 #include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/node_arena.h"
 #include "syntax_tree/st_node.h"
 #include "system/module.h"
 
@@ -394,8 +395,9 @@ TEST(FxMessages, LightIteratorArgumentsAndNestedDeclarations)
     St_node* call = first_initialiser(body);
     ASSERT_NE(call, nullptr);
     add_int_argument(call);
-    body->add_child(new St_node(SYNTAX_TREE::NODE_CLASS_DECLARATION, call->file, "struct"));
-    body->add_child(new St_node(SYNTAX_TREE::NODE_FUNCTION_DEFINITION, call->file));
+    SYNTAX_TREE::Node_arena* arena = SYNTAX_TREE::Node_arena::of(body);
+    body->add_child(new (arena) St_node(SYNTAX_TREE::NODE_CLASS_DECLARATION, call->file, "struct"));
+    body->add_child(new (arena) St_node(SYNTAX_TREE::NODE_FUNCTION_DEFINITION, call->file));
 
     vorn_test::Log_capture log;
     std::string root = root_of(generate(unit.get(), fx_options({})));

@@ -15,6 +15,7 @@
 #include "support/generator_support.h"
 #include "support/test_support.h"
 #include "syntax_tree/compilation_unit.h"
+#include "syntax_tree/node_arena.h"
 #include "syntax_tree/st_node.h"
 #include "system/module.h"
 
@@ -459,8 +460,9 @@ TEST(GlMessages, NestedDeclarationsAndUnknownStateNumbers)
     ASSERT_TRUE(unit);
     St_node* body = main_body(*unit);
     // The passes reject these; a tree made by hand may hold them.
-    body->add_child(new St_node(SYNTAX_TREE::NODE_CLASS_DECLARATION, body->file, "struct"));
-    body->add_child(new St_node(SYNTAX_TREE::NODE_FUNCTION_DEFINITION, body->file));
+    SYNTAX_TREE::Node_arena* arena = SYNTAX_TREE::Node_arena::of(body);
+    body->add_child(new (arena) St_node(SYNTAX_TREE::NODE_CLASS_DECLARATION, body->file, "struct"));
+    body->add_child(new (arena) St_node(SYNTAX_TREE::NODE_FUNCTION_DEFINITION, body->file));
     St_node* reference = first_initialiser(body);
     ASSERT_EQ(reference->kind, SYNTAX_TREE::NODE_STATE_VARIABLE_REFERENCE);
     int32_t unknown = 4000;
