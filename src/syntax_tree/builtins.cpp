@@ -627,28 +627,29 @@ St_node* word_node(int32_t kind, const File_name& file, const char* word,
 }
 
 // The same shapes as parameter_node, function_node and struct_node, read from the table.
-St_node* table_parameter_node(Table_reader& table, const File_name& file)
+St_node* table_parameter_node(Table_reader& table, const File_name& file, Node_arena* arena)
 {
     const char* qualifier = table.word();
     const char* type = table.word();
     const char* name = table.word();
-    St_node* qualifier_node = *qualifier ? word_node(NODE_PARAMETER_QUALIFIER, file, qualifier) : nullptr;
+    St_node* qualifier_node = *qualifier ? word_node(NODE_PARAMETER_QUALIFIER, file, qualifier, {}, arena) : nullptr;
     return word_node(NODE_FUNCTION_PARAMETER, file, name,
-                     {qualifier_node, word_node(NODE_SIMPLE_TYPE_SPECIFIER, file, type)});
+                     {qualifier_node, word_node(NODE_SIMPLE_TYPE_SPECIFIER, file, type, {}, arena)}, arena);
 }
 
-St_node* table_function_node(Table_reader& table, unsigned count, const File_name& file)
+St_node* table_function_node(Table_reader& table, unsigned count, const File_name& file, Node_arena* arena = nullptr)
 {
-    St_node* result = word_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word());
-    St_node* declarator = new St_node(NODE_FUNCTION_DECLARATOR, file, {word_node(NODE_IDENTIFIER, file, table.word())});
+    St_node* result = word_node(NODE_SIMPLE_TYPE_SPECIFIER, file, table.word(), {}, arena);
+    St_node* declarator =
+        new (arena) St_node(NODE_FUNCTION_DECLARATOR, file, {word_node(NODE_IDENTIFIER, file, table.word(), {}, arena)});
     St_node* list = nullptr;
     if (count > 0) {
-        list = new St_node(NODE_FUNCTION_PARAMETER_LIST, file);
+        list = new (arena) St_node(NODE_FUNCTION_PARAMETER_LIST, file);
         St_node** tail = &list->first_child;
         for (unsigned i = 0; i < count; ++i, tail = &(*tail)->next_sibling)
-            *tail = table_parameter_node(table, file);
+            *tail = table_parameter_node(table, file, arena);
     }
-    return new St_node(NODE_FUNCTION_DECLARATION, file, {result, declarator, list});
+    return new (arena) St_node(NODE_FUNCTION_DECLARATION, file, {result, declarator, list});
 }
 
 // In arena when one is given: the prelude's list holds the struct types.
@@ -796,12 +797,12 @@ std::vector<Builtin_function> builtin_functions()
     return functions;
 }
 
-St_node* make_builtin_function_node(uint32_t at, const File_name& file)
+St_node* make_builtin_function_node(uint32_t at, const File_name& file, Node_arena* arena)
 {
     Table_reader table(at);
     bool is_struct = false;
     unsigned count = table.head(&is_struct);
-    return is_struct ? nullptr : table_function_node(table, count, file);
+    return is_struct ? nullptr : table_function_node(table, count, file, arena);
 }
 
 void builtin_written_signature(uint32_t at, std::string& signature)

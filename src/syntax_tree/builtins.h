@@ -63,7 +63,7 @@ struct Builtin_function {
 };
 std::vector<Builtin_function> builtin_functions();
 // The function's tree, as make_builtin_nodes makes it.
-St_node* make_builtin_function_node(uint32_t at, const File_name& file);
+St_node* make_builtin_function_node(uint32_t at, const File_name& file, Node_arena* arena = nullptr);
 // Its parameters in written form (see append_written_parameter), as the tree would give them.
 void builtin_written_signature(uint32_t at, std::string& signature);
 

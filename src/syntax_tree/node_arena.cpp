@@ -155,8 +155,9 @@ Node_arena::~Node_arena()
 void Node_arena::new_chunk(size_t bytes)
 {
     Chunk_source& source = Chunk_source::get();
-    // The first megabyte in small chunks, so that a small tree stays small.
-    size_t size = bytes_taken_ < (size_t(1) << 20) && bytes <= GRANULE ? GRANULE : LARGE_CHUNK;
+    // A small chunk first, so that a small tree stays small; a larger tree then takes large
+    // chunks, whose huge pages cost one fault each instead of one per 4 KB.
+    size_t size = bytes_taken_ == 0 && bytes <= GRANULE ? GRANULE : LARGE_CHUNK;
     char* chunk = source.take(size, GRANULE, LARGE_CHUNK);
     if (!chunk)
         throw std::bad_alloc();

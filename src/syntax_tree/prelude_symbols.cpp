@@ -5,6 +5,7 @@
 #include "syntax_tree/builtins.h"
 #include "syntax_tree/compilation_unit.h"
 #include "syntax_tree/diagnostics.h"
+#include "syntax_tree/node_arena.h"
 #include "syntax_tree/prepass.h"
 #include "syntax_tree/semantic_pass.h"
 #include "syntax_tree/st_node.h"
@@ -55,7 +56,17 @@ Prelude_symbols::Prelude_symbols(const St_node* list) : list_(list)
         problems_.push_back(format_error(error, BUILTIN_FILE_NAME));
 }
 
-Prelude_symbols::~Prelude_symbols() = default;
+Prelude_symbols::~Prelude_symbols()
+{
+    for (auto& tree : builtin_trees_) {
+        if (Node_arena::of(tree.get()) != builtin_arena_.get())
+            continue;
+#ifdef VORN_CHECK_ARENAS
+        builtin_arena_->check_tree(tree.get(), "a built-in function's tree");
+#endif
+        (void)tree.release();
+    }
+}
 
 void Prelude_symbols::written_signature(const Header& header, std::string& signature)
 {
@@ -152,7 +163,9 @@ const Overload_set& Prelude_symbols::learn(Function_name& function) const
         for (int32_t i = function.first; i >= 0; i = headers_[size_t(i)].next) {
             Header& header = headers_[size_t(i)];
             if (!header.declaration) {
-                builtin_trees_.emplace_back(make_builtin_function_node(header.builtin_at, file));
+                if (!builtin_arena_)
+                    builtin_arena_ = std::make_unique<Node_arena>();
+                builtin_trees_.emplace_back(make_builtin_function_node(header.builtin_at, file, builtin_arena_.get()));
                 header.declaration = builtin_trees_.back().get();
             }
             function.set.push_back(pass_->foreign_header(header.declaration));

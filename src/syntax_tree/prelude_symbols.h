@@ -21,6 +21,7 @@ namespace QZ {
 namespace SYNTAX_TREE {
 
 class Compilation_unit;
+class Node_arena;
 class St_node;
 class Tree_traverser_semantic_pass;
 
@@ -102,6 +103,8 @@ private:
     std::unique_ptr<Compilation_unit> scratch_;
     std::unique_ptr<Tree_traverser_semantic_pass> pass_;
     mutable std::mutex learn_lock_;
+    // The built-in functions' trees, made under learn_lock_ and dropped with their arena.
+    mutable std::unique_ptr<Node_arena> builtin_arena_;
     mutable std::vector<std::unique_ptr<St_node>> builtin_trees_;
     std::vector<std::pair<std::string, int32_t>> variables_;
     int32_t next_function_id_ = 0;
