@@ -201,7 +201,6 @@ void Node_arena::push(Free_block*& list, void* block, size_t bytes)
     freed->next = list;
     list = freed;
     VORN_POISON(block, bytes);
-    (void)bytes;
 }
 
 void* Node_arena::allocate_node_slowly()
