@@ -165,12 +165,6 @@ const char* const depth_words[][2] = {
     {"total", "RAY_EYE|RAY_TRANSPARENT|RAY_REFLECT|RAY_REFRACT|RAY_SHADOW|RAY_OCCLUSION|RAY_ENVIRONMENT)"},
 };
 
-const char* const filter_words[][2] = {
-    {"box", "Texture_filter::BOX"},         {"triangle", "Texture_filter::TRIANGLE"},
-    {"gauss", "Texture_filter::GAUSS"},     {"cmitchell", "Texture_filter::CMITCHELL"},
-    {"clanczos", "Texture_filter::CLANCZOS"}, {"none", "Texture_filter::FAST"},
-};
-
 template <size_t N>
 const char* word_text(const char* const (&table)[N][2], std::string_view word)
 {
