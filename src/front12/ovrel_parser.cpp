@@ -424,8 +424,10 @@ private:
     Error_list& errors_;
     int32_t trial_depth_ = 0;
     int32_t nesting_ = 0;
-    // The arena of the tree being parsed, until the tree keeps it.
+    // The arena of the tree being parsed, until the tree keeps it; null when the tree goes
+    // into the arena of the parse that includes this file.
     std::unique_ptr<SYNTAX_TREE::Node_arena> arena_;
+    SYNTAX_TREE::Node_arena* arena_used_ = nullptr;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -618,7 +620,7 @@ Node_ptr Ovrel_parser::Impl::attempt(Rule rule, uint8_t memo_bit)
 
 Node_ptr Ovrel_parser::Impl::make(int32_t kind, const Token& at)
 {
-    Node_ptr node(new (arena_.get()) St_node(kind, file_));
+    Node_ptr node(new (arena_used_) St_node(kind, file_));
     node->line = at.line;
     node->column = at.column;
     return node;
@@ -626,7 +628,7 @@ Node_ptr Ovrel_parser::Impl::make(int32_t kind, const Token& at)
 
 Node_ptr Ovrel_parser::Impl::make(int32_t kind, const Token& at, std::string_view text)
 {
-    Node_ptr node(new (arena_.get()) St_node(kind, file_, text));
+    Node_ptr node(new (arena_used_) St_node(kind, file_, text));
     node->line = at.line;
     node->column = at.column;
     return node;
@@ -655,8 +657,23 @@ St_node* Ovrel_parser::Impl::parse_translation_unit()
 {
     trial_depth_ = 0;
     nesting_ = 0;
-    if (tree_arena)
+    // The arena of a parse under way on this thread: a file included while it runs is parsed
+    // into it, since its declarations join that tree. An arena of its own per included file
+    // would bring at least a chunk each, and a file may be included thousands of times.
+    static thread_local SYNTAX_TREE::Node_arena* arena_in_use = nullptr;
+    struct Arena_scope {
+        SYNTAX_TREE::Node_arena* saved = arena_in_use;
+        ~Arena_scope() { arena_in_use = saved; }
+    } scope;
+    arena_.reset();
+    arena_used_ = nullptr;
+    if (tree_arena && arena_in_use) {
+        arena_used_ = arena_in_use;
+    } else if (tree_arena) {
         arena_ = std::make_unique<SYNTAX_TREE::Node_arena>();
+        arena_used_ = arena_.get();
+        arena_in_use = arena_used_;
+    }
     try {
         St_node* list = translation_unit();
         if (list && arena_ && SYNTAX_TREE::Node_arena::of(list) == arena_.get())
@@ -739,11 +756,21 @@ void Ovrel_parser::Impl::include_directive(Node_ptr& list, List_builder*& childr
         Node_ptr included(include_hook(name, token));
         if (!included || !included->first_child)
             return;
-        // The included nodes join this tree, and their memory this tree's arena.
+        // The included nodes join this tree, so they must be in its memory: a file parsed in
+        // an arena of its own brings the arena along, and anything else is copied.
         SYNTAX_TREE::Node_arena* theirs = SYNTAX_TREE::Node_arena::of(included.get());
-        if (arena_ && theirs && theirs != arena_.get() && theirs->keeper() == included.get()) {
+        if (theirs != arena_used_ && arena_used_ && theirs && theirs->keeper() == included.get()) {
             theirs->set_keeper(nullptr);
-            arena_->absorb(std::unique_ptr<SYNTAX_TREE::Node_arena>(theirs));
+            arena_used_->absorb(std::unique_ptr<SYNTAX_TREE::Node_arena>(theirs));
+            theirs = arena_used_;
+        }
+        if (theirs != arena_used_) {
+            St_node* originals = included->first_child;
+            included->first_child = nullptr;
+            List_builder copies(included.get());
+            for (St_node* each = originals; each; each = each->next_sibling)
+                copies.add(each->clone(arena_used_));
+            delete originals;
         }
         added.reset(included->first_child);
         included->first_child = nullptr;

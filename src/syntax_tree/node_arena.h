@@ -104,6 +104,8 @@ public:
     // builds run it before every drop.
     void check_tree(const St_node* root, const char* owner) const;
 
+    // The bytes of the chunks the arena holds.
+    size_t chunk_bytes() const { return bytes_taken_; }
     // The arenas alive in the process, for tests.
     static int64_t live_count() { return live_count_.load(std::memory_order_relaxed); }
 

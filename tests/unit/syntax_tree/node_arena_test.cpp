@@ -11,6 +11,7 @@
 
 #include "compiler/mod_compiler.h"
 #include "front12/mod_front12.h"
+#include "front12/ovrel_parser.h"
 #include "serial/memory_stream.h"
 #include "support/test_support.h"
 #include "syntax_tree/compilation_unit.h"
@@ -224,6 +225,40 @@ TEST(Node_arena, included_files_bring_their_nodes_into_the_includers_arena)
         EXPECT_EQ(Node_arena::live_count(), before + 1);
     }
     EXPECT_EQ(Node_arena::live_count(), before);
+    QZ::SYSTEM::mod_string->set_path(2, "shader", "");
+}
+
+TEST(Node_arena, a_file_included_many_times_is_parsed_into_the_includers_arena)
+{
+    // Each inclusion once took an arena, and a chunk, of its own: thousands of them.
+    std::string dir = vorn_test::make_temp_dir("arena_many_includes");
+    std::ofstream(dir + "/small.ovl") << "Scalar from_small = 1;\n";
+    std::string includes;
+    for (int i = 0; i < 2000; ++i)
+        includes += "#include <small.ovl>\n";
+    std::ofstream(dir + "/many.ovl") << includes;
+    QZ::SYSTEM::mod_string->set_path(2, "shader", dir.c_str());
+    Error_list errors;
+    std::unique_ptr<St_node> tree(QZ::FRONT12::mod_front12->parse("#include <many.ovl>\n", "arena.ovl", &errors));
+    ASSERT_TRUE(tree);
+    EXPECT_EQ(tree->child_count(), 2000);
+    Node_arena* arena = Node_arena::of(tree.get());
+    ASSERT_NE(arena, nullptr);
+    EXPECT_EQ(stray_node(tree.get(), arena), nullptr);
+    EXPECT_LE(arena->chunk_bytes(), size_t(4) << 20);
+
+    // A parser without an arena copies what an included tree in an arena holds, since that
+    // arena goes with the included root.
+    QZ::FRONT12::Parse_result parsed =
+        QZ::FRONT12::parse_text("#include <small.ovl>\nScalar own = 2;\n", "pooled.ovl",
+                                [](const std::string& name, const QZ::FRONT12::Token&) {
+                                    Error_list ignored;
+                                    return QZ::FRONT12::mod_front12->parse(("#include <" + name + ">\n").c_str(),
+                                                                           "includer.ovl", &ignored);
+                                });
+    ASSERT_TRUE(parsed.tree);
+    EXPECT_EQ(stray_node(parsed.tree.get(), nullptr), nullptr);
+    EXPECT_NE(tree_text(parsed.tree.get()).find("from_small"), std::string::npos);
     QZ::SYSTEM::mod_string->set_path(2, "shader", "");
 }
 
