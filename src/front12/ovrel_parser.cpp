@@ -19,6 +19,24 @@ namespace {
 
 using Node_ptr = std::unique_ptr<St_node>;
 
+// The arena that an include directive offers to the parse of the file it includes, on this
+// thread, for the time of the include hook's call.
+thread_local SYNTAX_TREE::Node_arena* include_arena = nullptr;
+
+// Sets the offer for as long as it lives.
+struct Include_offer {
+    SYNTAX_TREE::Node_arena* saved = include_arena;
+    explicit Include_offer(SYNTAX_TREE::Node_arena* arena) { include_arena = arena; }
+    ~Include_offer() { include_arena = saved; }
+};
+
+// Takes the offer, so that no parse nested deeper takes it too, and puts it back at the end.
+struct Offered_arena {
+    SYNTAX_TREE::Node_arena* arena = include_arena;
+    Offered_arena() { include_arena = nullptr; }
+    ~Offered_arena() { include_arena = arena; }
+};
+
 // Ends a trial parse; nothing is reported.
 struct Trial_failed {};
 
@@ -657,22 +675,17 @@ St_node* Ovrel_parser::Impl::parse_translation_unit()
 {
     trial_depth_ = 0;
     nesting_ = 0;
-    // The arena of a parse under way on this thread: a file included while it runs is parsed
-    // into it, since its declarations join that tree. An arena of its own per included file
-    // would bring at least a chunk each, and a file may be included thousands of times.
-    static thread_local SYNTAX_TREE::Node_arena* arena_in_use = nullptr;
-    struct Arena_scope {
-        SYNTAX_TREE::Node_arena* saved = arena_in_use;
-        ~Arena_scope() { arena_in_use = saved; }
-    } scope;
+    // A file included by a parse in an arena is parsed into that arena, since its
+    // declarations join that tree: an arena of its own per inclusion would bring at least a
+    // chunk each, and a file may be included thousands of times.
+    Offered_arena offered;
     arena_.reset();
     arena_used_ = nullptr;
-    if (tree_arena && arena_in_use) {
-        arena_used_ = arena_in_use;
+    if (tree_arena && offered.arena) {
+        arena_used_ = offered.arena;
     } else if (tree_arena) {
         arena_ = std::make_unique<SYNTAX_TREE::Node_arena>();
         arena_used_ = arena_.get();
-        arena_in_use = arena_used_;
     }
     try {
         St_node* list = translation_unit();
@@ -753,7 +766,11 @@ void Ovrel_parser::Impl::include_directive(Node_ptr& list, List_builder*& childr
     } else {
         if (!include_hook)
             return;
-        Node_ptr included(include_hook(name, token));
+        Node_ptr included;
+        {
+            Include_offer offer(arena_used_);
+            included.reset(include_hook(name, token));
+        }
         if (!included || !included->first_child)
             return;
         // The included nodes join this tree, so they must be in its memory: a file parsed in
