@@ -681,7 +681,7 @@ St_node* Ovrel_parser::Impl::parse_translation_unit()
     Offered_arena offered;
     arena_.reset();
     arena_used_ = nullptr;
-    if (tree_arena && offered.arena) {
+    if (offered.arena) {
         arena_used_ = offered.arena;
     } else if (tree_arena) {
         arena_ = std::make_unique<SYNTAX_TREE::Node_arena>();

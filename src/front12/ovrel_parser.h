@@ -37,7 +37,8 @@ public:
     void set_include_hook(Include_hook hook);
     // The tree of parse_translation_unit comes in an arena of its own, which its root keeps:
     // deleting the root drops the whole tree at once, and a unit given the tree takes the arena.
-    // Only for trees used whole: a node taken out of such a tree dies with its root.
+    // Only for trees used whole: a node taken out of such a tree dies with its root. A file
+    // included by a parse in an arena goes into that arena, whatever this says.
     void set_tree_arena(bool on);
 
     // The whole input: the DECLARATION_LIST, owned by the caller, or null when no declaration

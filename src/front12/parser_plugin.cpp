@@ -8,6 +8,7 @@
 #include "front12/prelude.h"
 #include "log/mod_log.h"
 #include "syntax_tree/diagnostics.h"
+#include "syntax_tree/node_arena.h"
 #include "syntax_tree/st_node.h"
 
 namespace QZ {
@@ -38,7 +39,7 @@ St_node* Parser_ovrel_12::parse_text(std::string_view source, const char* file_n
     Error_list syntax_errors;
     Error_list directive_errors;
     Ovrel_parser parser(preprocessor, name, syntax_errors);
-    parser.set_tree_arena(true);
+    parser.set_tree_arena(source.size() >= SYNTAX_TREE::Node_arena::MIN_SOURCE);
     parser.set_include_hook(
         [this, &name, &preprocessor, &directive_errors](const std::string& included, const Token& directive) {
             return include(included, name, preprocessor, directive, directive_errors);

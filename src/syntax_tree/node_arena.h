@@ -104,6 +104,16 @@ public:
     // builds run it before every drop.
     void check_tree(const St_node* root, const char* owner) const;
 
+    // Sources shorter than this are parsed into the node pools: an arena costs a page or more
+    // however small its tree, and thousands of small units (a long import chain, a graph of
+    // small classes) paid for it in time and memory. Checking builds put every parsed tree in
+    // an arena, so that their checks reach every site that adds nodes.
+#ifdef VORN_CHECK_ARENAS
+    static constexpr size_t MIN_SOURCE = 0;
+#else
+    static constexpr size_t MIN_SOURCE = 8192;
+#endif
+
     // The bytes of the chunks the arena holds.
     size_t chunk_bytes() const { return bytes_taken_; }
     // The arenas alive in the process, for tests.

@@ -68,6 +68,12 @@ const char* const shader_text =
 
 File_name test_file() { return make_file_name("arena_test.ovl"); }
 
+// The text with a comment after it, long enough for the parse to take an arena.
+std::string arena_sized(const std::string& text)
+{
+    return text + "/*" + std::string(Node_arena::MIN_SOURCE, '.') + "*/\n";
+}
+
 }  // namespace
 
 TEST(Node_arena, nodes_and_texts_are_known_by_address_and_come_back_when_freed_alone)
@@ -163,7 +169,11 @@ TEST(Node_arena, a_unit_holds_every_node_of_its_tree_in_its_own_arena)
     compile(shader_text);  // the prelude, which keeps an arena of its own, is loaded
     int64_t before = Node_arena::live_count();
     {
-        std::unique_ptr<Compilation_unit> unit = compile(shader_text);
+        // Small sources make pooled trees, except in checking builds.
+        std::unique_ptr<Compilation_unit> small = compile(shader_text);
+        EXPECT_EQ(Node_arena::of(small->tree()) != nullptr, Node_arena::MIN_SOURCE == 0);
+
+        std::unique_ptr<Compilation_unit> unit = compile(arena_sized(shader_text));
         ASSERT_TRUE(unit && unit->tree());
         Node_arena* arena = unit->node_arena();
         EXPECT_EQ(Node_arena::of(unit->tree()), arena);
@@ -200,8 +210,8 @@ TEST(Node_arena, a_unit_holds_every_node_of_its_tree_in_its_own_arena)
     // Every arena went with its unit, the parse's included.
     EXPECT_EQ(Node_arena::live_count(), before);
     Error_list errors;
-    delete QZ::COMPILER::mod_compiler->compile_text("bad.ovl", "shader S { output: Color c; void main() { c = ; } };",
-                                                    &errors);
+    delete QZ::COMPILER::mod_compiler->compile_text(
+        "bad.ovl", arena_sized("shader S { output: Color c; void main() { c = ; } };").c_str(), &errors);
     EXPECT_FALSE(errors.empty());
     EXPECT_EQ(Node_arena::live_count(), before);
 }
@@ -217,7 +227,8 @@ TEST(Node_arena, included_files_bring_their_nodes_into_the_includers_arena)
     int64_t before = Node_arena::live_count();
     {
         std::unique_ptr<Compilation_unit> unit =
-            compile("#include <first.ovl>\n" + std::string(shader_text) + "Scalar last = from_first + from_second;\n");
+            compile(arena_sized("#include <first.ovl>\n" + std::string(shader_text) +
+                                "Scalar last = from_first + from_second;\n"));
         ASSERT_TRUE(unit && unit->tree());
         EXPECT_EQ(stray_node(unit->tree(), unit->node_arena()), nullptr);
         EXPECT_NE(tree_text(unit->tree()).find(std::string(5000, 's')), std::string::npos);
@@ -239,7 +250,8 @@ TEST(Node_arena, a_file_included_many_times_is_parsed_into_the_includers_arena)
     std::ofstream(dir + "/many.ovl") << includes;
     QZ::SYSTEM::mod_string->set_path(2, "shader", dir.c_str());
     Error_list errors;
-    std::unique_ptr<St_node> tree(QZ::FRONT12::mod_front12->parse("#include <many.ovl>\n", "arena.ovl", &errors));
+    std::unique_ptr<St_node> tree(
+        QZ::FRONT12::mod_front12->parse(arena_sized("#include <many.ovl>\n").c_str(), "arena.ovl", &errors));
     ASSERT_TRUE(tree);
     EXPECT_EQ(tree->child_count(), 2000);
     Node_arena* arena = Node_arena::of(tree.get());
@@ -253,8 +265,8 @@ TEST(Node_arena, a_file_included_many_times_is_parsed_into_the_includers_arena)
         QZ::FRONT12::parse_text("#include <small.ovl>\nScalar own = 2;\n", "pooled.ovl",
                                 [](const std::string& name, const QZ::FRONT12::Token&) {
                                     Error_list ignored;
-                                    return QZ::FRONT12::mod_front12->parse(("#include <" + name + ">\n").c_str(),
-                                                                           "includer.ovl", &ignored);
+                                    std::string text = arena_sized("#include <" + name + ">\n");
+                                    return QZ::FRONT12::mod_front12->parse(text.c_str(), "includer.ovl", &ignored);
                                 });
     ASSERT_TRUE(parsed.tree);
     EXPECT_EQ(stray_node(parsed.tree.get(), nullptr), nullptr);
@@ -264,17 +276,18 @@ TEST(Node_arena, a_file_included_many_times_is_parsed_into_the_includers_arena)
 
 TEST(Node_arena, units_on_several_threads_keep_their_trees_apart)
 {
-    std::string expected = tree_text(compile(shader_text)->tree());
+    const std::string text = arena_sized(shader_text);
+    std::string expected = tree_text(compile(text)->tree());
     std::vector<std::string> failures(4);
     std::vector<std::thread> threads;
     for (size_t t = 0; t < failures.size(); ++t) {
-        threads.emplace_back([t, &failures, &expected] {
+        threads.emplace_back([t, &failures, &expected, &text] {
             std::vector<std::unique_ptr<Compilation_unit>> kept;
             for (int i = 0; i < 40; ++i) {
                 // Parsing and the passes, without the compiler's cache of imports, which is
                 // the host's to guard.
                 Error_list errors;
-                St_node* tree = QZ::FRONT12::mod_front12->parse(shader_text, "arena.ovl", &errors);
+                St_node* tree = QZ::FRONT12::mod_front12->parse(text.c_str(), "arena.ovl", &errors);
                 std::unique_ptr<Compilation_unit> unit(
                     tree ? QZ::TRANS12::mod_trans12->translate(tree, nullptr, nullptr) : nullptr);
                 if (!unit || !unit->tree() || tree_text(unit->tree()) != expected ||
